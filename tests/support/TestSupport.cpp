@@ -1,0 +1,64 @@
+// TestSupport.cpp - corpus lookup, file reading and log capture for tests.
+#include "TestSupport.h"
+
+#include <kx/system/kxLog.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace kxtest {
+
+std::string corpusDir()
+{
+    if (const char* env = std::getenv("KXSVG_CORPUS")) {
+        if (*env != '\0' && fs::is_directory(env)) return env;
+    }
+    fs::path beside = fs::path(KXSVG_SOURCE_DIR) / ".." / "shared" / "corpus";
+    std::error_code ec;
+    if (fs::is_directory(beside, ec)) return fs::canonical(beside, ec).string();
+    return std::string();
+}
+
+std::vector<std::string> listSvgFiles(const std::string& dir)
+{
+    std::vector<std::string> files;
+    std::error_code ec;
+    for (fs::recursive_directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+        if (it->is_regular_file(ec) && it->path().extension() == ".svg") files.push_back(it->path().string());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+bool readFile(const std::string& path, std::string& content)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return false;
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    content = buffer.str();
+    return true;
+}
+
+LogCapture::LogCapture()
+{
+    kxLog::setSink([this](int level, const std::string& tag, const std::string& message) {
+        m_entries.push_back(Entry{level, tag, message});
+    });
+}
+
+LogCapture::~LogCapture() { kxLog::setSink(nullptr); }
+
+std::vector<std::string> LogCapture::messages() const
+{
+    std::vector<std::string> out;
+    for (const Entry& e : m_entries) out.push_back(e.message);
+    return out;
+}
+
+} // namespace kxtest

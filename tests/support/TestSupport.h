@@ -1,0 +1,48 @@
+// TestSupport.h - helpers shared by the test programs.
+#ifndef KX_TEST_SUPPORT_H
+#define KX_TEST_SUPPORT_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace kxtest {
+
+/// The folder of public SVG files used by end-to-end tests: $KXSVG_CORPUS
+/// when set, else ../shared/corpus beside the source tree. Empty when absent.
+std::string corpusDir();
+
+/// Every *.svg file below `dir`, sorted by path.
+std::vector<std::string> listSvgFiles(const std::string& dir);
+
+/// Reads a whole file; returns false when it cannot be read.
+bool readFile(const std::string& path, std::string& content);
+
+/// Captures log entries while alive and restores the default sink afterwards.
+class LogCapture {
+public:
+    struct Entry {
+        int level;
+        std::string tag;
+        std::string message;
+    };
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+    const std::vector<Entry>& entries() const { return m_entries; }
+    std::vector<std::string> messages() const;
+    void clear() { m_entries.clear(); }
+
+private:
+    std::vector<Entry> m_entries;
+};
+
+} // namespace kxtest
+
+/// Skips the current test with a clear message when the corpus is absent.
+#define KXTEST_REQUIRE_CORPUS(dirVar)                                                                  \
+    const std::string dirVar = kxtest::corpusDir();                                                    \
+    if (dirVar.empty()) GTEST_SKIP() << "SVG corpus not found (set KXSVG_CORPUS or place ../shared/corpus)"
+
+#endif
