@@ -1,0 +1,58 @@
+// SegmentationCommon.h - small helpers shared by the segmentation sources.
+#ifndef KX_SVG_SEGMENT_SEGMENTATIONCOMMON_H
+#define KX_SVG_SEGMENT_SEGMENTATIONCOMMON_H
+
+#include <Wm4/Wm4Vector2.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace kx {
+namespace svg {
+namespace impl {
+
+/// Log tag and message of the one failure flattening reports.
+extern const char* const kSegmentationLogTag;
+extern const char* const kIndexOverflowMessage;
+
+/// Outline indices are 32-bit: no primitive may hold more points than this.
+constexpr uint64_t kMaxPointIndex = 4294967295ull;
+
+/// True (after logging the overflow message at level 2) when appending
+/// `extra` points to `currentCount` could pass the 32-bit index range.
+bool CheckIndexOverflow(uint64_t currentCount, uint64_t extra);
+
+/// Makes room for `extra` more points, growing geometrically so that
+/// repeated appends stay linear overall.
+template <class T>
+inline void ReserveMore(std::vector<T>& v, std::size_t extra)
+{
+    const std::size_t needed = v.size() + extra;
+    if (needed > v.capacity()) {
+        std::size_t doubled = v.capacity() * 2;
+        v.reserve(needed > doubled ? needed : doubled);
+    }
+}
+
+/// Appends the pairs (i, i + 1) that join the points from `firstNew` (the
+/// first point appended by the caller) to the end of `pointCount` points.
+/// With `joinPrevious`, the previous last point is joined to the first new
+/// one, when there is a previous point.
+inline void AppendChainIndices(std::vector<unsigned int>& lineIndices, uint64_t firstNew, uint64_t pointCount,
+                               bool joinPrevious)
+{
+    uint64_t i = firstNew;
+    if (joinPrevious && firstNew > 0) --i;
+    if (pointCount < 2) return;
+    ReserveMore(lineIndices, pointCount > i ? static_cast<std::size_t>(2 * (pointCount - 1 - i)) : 0);
+    for (; i + 1 < pointCount; ++i) {
+        lineIndices.push_back(static_cast<unsigned int>(i));
+        lineIndices.push_back(static_cast<unsigned int>(i + 1));
+    }
+}
+
+} // namespace impl
+} // namespace svg
+} // namespace kx
+
+#endif
