@@ -1,0 +1,224 @@
+// ReadNumbers.cpp - number and transform parsing for attribute values.
+#include "read/ReadNumbers.h"
+
+#include <kx/system/kxStringUtils.h>
+
+#include <fast_float/fast_float.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+namespace kx {
+namespace svg {
+namespace impl {
+
+namespace {
+
+// White space as the C library's space test sees it in the "C" locale.
+inline bool isCSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+
+inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The reference conversion: strtof_l on a NUL-terminated copy, accepted only
+// when every byte was consumed. Used for the forms the fast path leaves out
+// (signs "+", hexadecimal floats, "inf", "nan", embedded NUL bytes...).
+bool parseWithStrtof(std::string_view text, float& out)
+{
+    std::string copy(text);
+    const char* begin = copy.c_str();
+    char* end = nullptr;
+    const float value = strtof_l(begin, &end, kxStringUtils::msCLocale);
+    if (end != begin + copy.size()) return false;
+    out = value;
+    return true;
+}
+
+} // namespace
+
+bool ParseSvgFloat(std::string_view text, float& out)
+{
+    if (text.empty()) {
+        out = 0.0f;
+        return true;
+    }
+    size_t i = 0;
+    while (i < text.size() && isCSpace(text[i])) ++i;
+    const char* first = text.data() + i;
+    const char* last = text.data() + text.size();
+    // The fast path covers plain decimal numbers, for which fast_float and
+    // strtof agree on both the accepted text and the correctly rounded value.
+    const bool plain = first < last && (isDigit(*first) || *first == '.' ||
+                                        (*first == '-' && first + 1 < last && (isDigit(first[1]) || first[1] == '.')));
+    if (plain) {
+        float value = 0.0f;
+        const fast_float::from_chars_result r = fast_float::from_chars(first, last, value);
+        if (r.ec == std::errc() && r.ptr == last) {
+            out = value;
+            return true;
+        }
+        // Out-of-range values and partial reads are settled by the reference conversion.
+    }
+    return parseWithStrtof(text, out);
+}
+
+bool ParseNumberList(std::string_view text, float* values, size_t capacity, size_t& count,
+                     std::string_view& badPiece)
+{
+    count = 0;
+    return ForEachListPiece(text, [&](std::string_view piece) {
+        float value = 0.0f;
+        if (!ParseSvgFloat(piece, value)) {
+            badPiece = piece;
+            return false;
+        }
+        if (count < capacity) values[count] = value;
+        ++count;
+        return true;
+    });
+}
+
+namespace {
+
+// 2-D affine map a b c d e f in SVG's order: x' = a x + c y + e, y' = b x + d y + f.
+struct Affine {
+    double a = 1, b = 0, c = 0, d = 1, e = 0, f = 0;
+
+    // this x o: `o` acts first on points.
+    Affine operator*(const Affine& o) const
+    {
+        Affine r;
+        r.a = a * o.a + c * o.b;
+        r.b = b * o.a + d * o.b;
+        r.c = a * o.c + c * o.d;
+        r.d = b * o.c + d * o.d;
+        r.e = a * o.e + c * o.f + e;
+        r.f = b * o.e + d * o.f + f;
+        return r;
+    }
+};
+
+constexpr double kDegreesToRadians = 3.14159265358979323846 / 180.0;
+
+Affine translation(double tx, double ty)
+{
+    Affine m;
+    m.e = tx;
+    m.f = ty;
+    return m;
+}
+
+bool isOperationNameChar(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+std::string_view trimBlanks(std::string_view s)
+{
+    size_t b = 0, e = s.size();
+    while (b < e && IsListSeparator(s[b])) ++b;
+    while (e > b && IsListSeparator(s[e - 1])) --e;
+    return s.substr(b, e - b);
+}
+
+// Builds the matrix of one operation from its arguments; false when the
+// argument count does not fit the operation.
+bool buildOperation(std::string_view name, const float* v, size_t n, Affine& m)
+{
+    if (name == "matrix") {
+        if (n != 6) return false;
+        m.a = v[0];
+        m.b = v[1];
+        m.c = v[2];
+        m.d = v[3];
+        m.e = v[4];
+        m.f = v[5];
+        return true;
+    }
+    if (name == "translate") {
+        if (n != 1 && n != 2) return false;
+        m = translation(v[0], n == 2 ? v[1] : 0.0);
+        return true;
+    }
+    if (name == "scale") {
+        if (n != 1 && n != 2) return false;
+        m = Affine();
+        m.a = v[0];
+        m.d = n == 2 ? v[1] : v[0];
+        return true;
+    }
+    if (name == "rotate") {
+        if (n != 1 && n != 3) return false;
+        const double angle = double(v[0]) * kDegreesToRadians;
+        Affine r;
+        r.a = std::cos(angle);
+        r.b = std::sin(angle);
+        r.c = -r.b;
+        r.d = r.a;
+        m = n == 3 ? translation(v[1], v[2]) * r * translation(-double(v[1]), -double(v[2])) : r;
+        return true;
+    }
+    if (name == "skewX" || name == "skewY") {
+        if (n != 1) return false;
+        m = Affine();
+        const double t = std::tan(double(v[0]) * kDegreesToRadians);
+        if (name == "skewX")
+            m.c = t;
+        else
+            m.b = t;
+        return true;
+    }
+    return false;
+}
+
+bool isKnownOperation(std::string_view name)
+{
+    return name == "matrix" || name == "translate" || name == "scale" || name == "rotate" || name == "skewX" ||
+           name == "skewY";
+}
+
+} // namespace
+
+bool ParseTransformList(std::string_view text, Wm4::Matrix3<float>& out, std::string& error)
+{
+    Affine total;
+    size_t i = 0;
+    const size_t n = text.size();
+    while (true) {
+        while (i < n && IsListSeparator(text[i])) ++i;
+        if (i == n) break;
+        const size_t open = text.find('(', i);
+        const size_t close = open == std::string_view::npos ? open : text.find(')', open + 1);
+        if (open == std::string_view::npos || close == std::string_view::npos) {
+            error = ", fail to locate '(' / ')'";
+            return false;
+        }
+        const std::string_view name = trimBlanks(text.substr(i, open - i));
+        bool wellFormedName = !name.empty();
+        for (char c : name) wellFormedName = wellFormedName && isOperationNameChar(c);
+        if (!wellFormedName || !isKnownOperation(name)) {
+            error = ", unsupported command '";
+            error.append(name);
+            error += "''";
+            return false;
+        }
+        float args[6];
+        size_t count = 0;
+        std::string_view bad;
+        Affine op;
+        if (!ParseNumberList(text.substr(open + 1, close - open - 1), args, 6, count, bad) ||
+            !buildOperation(name, args, count, op)) {
+            error = ", fail to parse '";
+            error.append(name);
+            error += "' content";
+            return false;
+        }
+        total = total * op;
+        i = close + 1;
+    }
+    // Stored row by row: (a c e / b d f / 0 0 1).
+    out = Wm4::Matrix3<float>(float(total.a), float(total.c), float(total.e), float(total.b), float(total.d),
+                              float(total.f), 0.0f, 0.0f, 1.0f);
+    return true;
+}
+
+} // namespace impl
+} // namespace svg
+} // namespace kx
