@@ -125,6 +125,9 @@ protected:
     bool beginWriteAsXmlNodeWithName(kx::xml::XmlSaveContext& context, const char* name) const;
 
 private:
+    /// Appends deep copies of `source`'s children (iteratively, any depth).
+    void copyChildrenFrom(const Node& source);
+
     Children m_children;
 };
 
