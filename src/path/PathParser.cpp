@@ -1,0 +1,449 @@
+// PathParser.cpp - the path-data scanner and its conversion to commands.
+#include <kx/svg/PathParser.h>
+
+#include "PathNumber.h"
+
+#include <kx/system/kxStringUtils.h>
+
+#include <fast_float/fast_float.h>
+#include <utf8.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <system_error>
+
+namespace kx {
+namespace svg {
+
+// ---------------------------------------------------------------- numbers
+
+namespace impl {
+
+namespace {
+
+// Numbers of path data are short; longer ones (thousands of digits are legal)
+// take a heap copy.
+constexpr size_t kStackNumberLength = 64;
+
+} // namespace
+
+bool ConvertPathNumberStrtof(const char* first, const char* last, float& value)
+{
+    const size_t length = static_cast<size_t>(last - first);
+    if (length == 0) return false;
+    // strtof_l reads up to a NUL, and past the taken characters it could take
+    // more ("0x1"): it must see exactly the taken text.
+    char stackCopy[kStackNumberLength + 1];
+    std::string heapCopy;
+    const char* text = nullptr;
+    if (length <= kStackNumberLength) {
+        std::memcpy(stackCopy, first, length);
+        stackCopy[length] = '\0';
+        text = stackCopy;
+    } else {
+        heapCopy.assign(first, length);
+        text = heapCopy.c_str();
+    }
+    char* stop = nullptr;
+    const float converted = strtof_l(text, &stop, kxStringUtils::msCLocale);
+    if (stop != text + length) return false;
+    value = converted;
+    return true;
+}
+
+bool ConvertPathNumber(const char* first, const char* last, float& value)
+{
+    if (first == last) return false;
+    // fast_float gives the correctly rounded float (infinity on overflow, zero
+    // or a denormal on underflow), as strtof_l does. It takes a subset of the
+    // forms strtof_l takes (no leading "+"), so a text it takes whole is taken
+    // whole by strtof_l with the same value; every other text is decided by
+    // strtof_l itself.
+    float converted = 0.0f;
+    const fast_float::from_chars_result result = fast_float::from_chars(first, last, converted);
+    if (result.ec == std::errc() && result.ptr == last) {
+        value = converted;
+        return true;
+    }
+    return ConvertPathNumberStrtof(first, last, value);
+}
+
+} // namespace impl
+
+// ---------------------------------------------------------------- scanner
+
+namespace {
+
+const std::string kLettersMove = "Mm";
+const std::string kLettersLine = "Ll";
+const std::string kLettersHV = "HhVv";
+const std::string kLettersCubic = "Cc";
+const std::string kLettersSmooth = "Ss";
+
+inline bool IsDigit(uint32_t c) { return c >= '0' && c <= '9'; }
+inline bool IsWhiteSpace(uint32_t c) { return c == ' ' || c == '\n'; }
+
+} // namespace
+
+PathVisitorStrToTokens::PathVisitorStrToTokens(const std::string& text, const TokenCallback& callback)
+    : m_text(text), m_begin(m_text.data()), m_end(m_text.data() + m_text.size()), m_callback(callback),
+      m_cursor(m_begin)
+{
+}
+
+PathVisitorStrToTokens::~PathVisitorStrToTokens() = default;
+
+uint32_t PathVisitorStrToTokens::peek(Cursor cursor) const
+{
+    const unsigned char byte = static_cast<unsigned char>(*cursor);
+    if (byte < 0x80) return byte;
+    // Throws on a malformed or cut-off sequence; the caller of visit() sees it.
+    return utf8::peek_next(cursor, m_end);
+}
+
+std::string PathVisitorStrToTokens::positionText(Cursor cursor) const
+{
+    char digits[24];
+    const std::to_chars_result r =
+        std::to_chars(digits, digits + sizeof(digits), static_cast<unsigned long long>(cursor - m_begin));
+    return std::string(digits, r.ptr);
+}
+
+bool PathVisitorStrToTokens::visit()
+{
+    if (consumeSvgPath(m_cursor) == Error) return false;
+    if (m_cursor == m_end) return true;
+    if (!m_error.empty()) return false;
+    m_error = "Unrecognized sequence at position " + positionText(m_cursor);
+    return false;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeAnyWhiteSpace(Cursor& cursor)
+{
+    while (cursor != m_end && IsWhiteSpace(peek(cursor))) ++cursor;
+    return Matched;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor& cursor, float& value)
+{
+    if (cursor == m_end) return NoMatch;
+    const Cursor start = cursor;
+    bool first = true;
+    bool afterExponent = false;
+    bool pointTaken = false;
+    while (cursor != m_end) {
+        const uint32_t c = peek(cursor);
+        if (IsDigit(c)) {
+            afterExponent = false;
+        } else if (c == 'e' || c == 'E') {
+            afterExponent = true;
+        } else if (c == '+' || c == '-') {
+            if (!first && !afterExponent) break;
+            afterExponent = false;
+        } else if (c == '.') {
+            // A second point starts the next number: "1.5.5" is 1.5 and .5.
+            if (pointTaken) break;
+            pointTaken = true;
+            afterExponent = false;
+        } else {
+            break;
+        }
+        ++cursor;
+        first = false;
+    }
+    if (cursor == start) return NoMatch;
+    return impl::ConvertPathNumber(start, cursor, value) ? Matched : Error;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeFlag(Cursor& cursor, bool& flag)
+{
+    if (cursor == m_end) return NoMatch;
+    const uint32_t c = peek(cursor);
+    if (c != '0' && c != '1') return NoMatch;
+    flag = c == '1';
+    ++cursor;
+    return Matched;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeSeparator(Cursor& cursor)
+{
+    if (cursor == m_end) return Error;
+    // Only ASCII bytes end a number or a flag, so the byte before the cursor
+    // is the whole previous character.
+    const bool digitBefore = cursor != m_begin && IsDigit(static_cast<unsigned char>(cursor[-1]));
+    const bool digitAfter = IsDigit(peek(cursor));
+    const Cursor start = cursor;
+    bool commaTaken = false;
+    while (cursor != m_end) {
+        const uint32_t c = peek(cursor);
+        if (IsWhiteSpace(c)) {
+            ++cursor;
+        } else if (c == ',' && !commaTaken) {
+            commaTaken = true;
+            ++cursor;
+        } else {
+            break;
+        }
+    }
+    // An empty separator is fine ("10-20"), except between two digits: that is
+    // how touching arc flags ("11") are refused.
+    if (cursor == start && digitBefore && digitAfter) return Error;
+    return Matched;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinateSequence(Cursor& cursor,
+                                                                                 std::vector<float>& out, unsigned n)
+{
+    const size_t mark = out.size();
+    float value = 0.0f;
+    const Result firstResult = consumeCoordinate(cursor, value);
+    if (firstResult != Matched) {
+        out.resize(mark);
+        return firstResult;
+    }
+    out.push_back(value);
+    for (unsigned i = 1; i < n; ++i) {
+        if (consumeSeparator(cursor) != Matched || consumeCoordinate(cursor, value) != Matched) {
+            out.resize(mark);
+            return Error;
+        }
+        out.push_back(value);
+    }
+    return Matched;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCommandWithFloatSequence(Cursor& cursor,
+                                                                                       const std::string& letters,
+                                                                                       unsigned n)
+{
+    if (cursor == m_end) return NoMatch;
+    const uint32_t c = peek(cursor);
+    if (c == 0 || c >= 0x80 || letters.find(static_cast<char>(c)) == std::string::npos) return NoMatch;
+    const char letter = static_cast<char>(c);
+    ++cursor;
+    consumeAnyWhiteSpace(cursor);
+
+    std::vector<float> numbers;
+    numbers.reserve(8 * static_cast<size_t>(n));
+    for (;;) {
+        const Result group = consumeCoordinateSequence(cursor, numbers, n);
+        if (group == Matched) {
+            consumeAnyWhiteSpace(cursor);
+            continue;
+        }
+        if (group == Error) {
+            m_error = std::string("Unmatched coordinate sequence after ") + letter + " at position " +
+                      positionText(cursor);
+            return Error;
+        }
+        break;
+    }
+    // A letter without a single group fails without a message ("M 0 0 L").
+    if (numbers.empty()) return Error;
+    m_callback(letter, std::move(numbers));
+    return Matched;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeEllipticalArcSequence(Cursor& cursor)
+{
+    if (cursor == m_end) return NoMatch;
+    const uint32_t c = peek(cursor);
+    if (c != 'A' && c != 'a') return NoMatch;
+    const char letter = static_cast<char>(c);
+    ++cursor;
+    consumeAnyWhiteSpace(cursor);
+
+    std::vector<float> numbers;
+    numbers.reserve(8 * 7);
+    Cursor committed = cursor;
+    for (;;) {
+        Cursor t = committed;
+        float rx = 0.0f, ry = 0.0f, rotation = 0.0f, x = 0.0f, y = 0.0f;
+        bool largeArc = false, sweep = false;
+        const bool whole = consumeCoordinate(t, rx) == Matched && consumeSeparator(t) == Matched &&
+                           consumeCoordinate(t, ry) == Matched && consumeSeparator(t) == Matched &&
+                           consumeCoordinate(t, rotation) == Matched && consumeSeparator(t) == Matched &&
+                           consumeFlag(t, largeArc) == Matched && consumeSeparator(t) == Matched &&
+                           consumeFlag(t, sweep) == Matched && consumeSeparator(t) == Matched &&
+                           consumeCoordinate(t, x) == Matched && consumeSeparator(t) == Matched &&
+                           consumeCoordinate(t, y) == Matched;
+        if (!whole) break;
+        numbers.push_back(rx);
+        numbers.push_back(ry);
+        numbers.push_back(rotation);
+        numbers.push_back(largeArc ? 1.0f : 0.0f);
+        numbers.push_back(sweep ? 1.0f : 0.0f);
+        numbers.push_back(x);
+        numbers.push_back(y);
+        committed = t;
+        consumeAnyWhiteSpace(committed);
+    }
+    // A broken later arc is dropped; what is left of the text fails in the
+    // drawto loop as an unsupported command.
+    cursor = committed;
+    if (numbers.empty()) {
+        m_error = "Expected instructions following elliptical-arc at position " + positionText(cursor);
+        return Error;
+    }
+    m_callback(letter, std::move(numbers));
+    return Matched;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeClosePath(Cursor& cursor)
+{
+    if (cursor == m_end) return NoMatch;
+    const uint32_t c = peek(cursor);
+    if (c != 'Z' && c != 'z') return NoMatch;
+    ++cursor;
+    m_callback(static_cast<char>(c), std::vector<float>());
+    return Matched;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeDrawToCommand(Cursor& cursor)
+{
+    consumeAnyWhiteSpace(cursor);
+    if (cursor == m_end) return NoMatch;
+    Result r = consumeCommandWithFloatSequence(cursor, kLettersLine, 2);
+    if (r != NoMatch) return r;
+    r = consumeCommandWithFloatSequence(cursor, kLettersHV, 1);
+    if (r != NoMatch) return r;
+    r = consumeCommandWithFloatSequence(cursor, kLettersCubic, 6);
+    if (r != NoMatch) return r;
+    r = consumeCommandWithFloatSequence(cursor, kLettersSmooth, 4);
+    if (r != NoMatch) return r;
+    r = consumeClosePath(cursor);
+    if (r != NoMatch) return r;
+    r = consumeEllipticalArcSequence(cursor);
+    if (r != NoMatch) return r;
+
+    const uint32_t c = peek(cursor);
+    if (c == 'M' || c == 'm') return NoMatch;
+    // The rest of the text runs up to its end or its first NUL byte.
+    const size_t restLength = ::strnlen(cursor, static_cast<size_t>(m_end - cursor));
+    m_error += "Unsupported command in path @" + positionText(cursor) + " : ";
+    m_error.append(cursor, restLength);
+    return Error;
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeMoveToDrawToCommandGroup(Cursor& cursor, bool first)
+{
+    if (cursor == m_end) return NoMatch;
+    const Result move = consumeCommandWithFloatSequence(cursor, kLettersMove, 2);
+    if (move == Error || (move == NoMatch && first)) {
+        m_error = "Expected MoveTo sequence at position " + positionText(cursor);
+        return Error;
+    }
+    consumeAnyWhiteSpace(cursor);
+    for (;;) {
+        const Cursor attempt = cursor;
+        const Result r = consumeDrawToCommand(cursor);
+        if (r == Error) return Error;
+        if (r == NoMatch) {
+            cursor = attempt;
+            return Matched;
+        }
+    }
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeSvgPath(Cursor& cursor)
+{
+    consumeAnyWhiteSpace(cursor);
+    bool first = true;
+    for (;;) {
+        const Cursor groupStart = cursor;
+        const Result r = consumeMoveToDrawToCommandGroup(cursor, first);
+        first = false;
+        if (r == Error) return Error;
+        // A group that takes nothing cannot make progress: the drawto loop only
+        // stops at a move-to or at the end, so this is merely a guard.
+        if (r == NoMatch || cursor == groupStart) {
+            consumeAnyWhiteSpace(cursor);
+            return Matched;
+        }
+        consumeAnyWhiteSpace(cursor);
+    }
+}
+
+// ---------------------------------------------------------------- commands
+
+namespace {
+
+struct LetterInfo {
+    Path::CommandType type;
+    unsigned count;
+    bool known;
+};
+
+LetterInfo LookUpLetter(char letter)
+{
+    using T = Path::CommandType;
+    switch (letter) {
+    case 'M': return {T::MoveToAbs, 2, true};
+    case 'm': return {T::MoveToRel, 2, true};
+    case 'L': return {T::LineToAbs, 2, true};
+    case 'l': return {T::LineToRel, 2, true};
+    case 'A': return {T::EllipticalArcAbs, 7, true};
+    case 'a': return {T::EllipticalArcRel, 7, true};
+    case 'H': return {T::HLineToAbs, 1, true};
+    case 'h': return {T::HLineToRel, 1, true};
+    case 'V': return {T::VLineToAbs, 1, true};
+    case 'v': return {T::VLineToRel, 1, true};
+    case 'C': return {T::CubicBezierAbs, 6, true};
+    case 'c': return {T::CubicBezierRel, 6, true};
+    case 'S': return {T::SmoothCubicBezierAbs, 4, true};
+    case 's': return {T::SmoothCubicBezierRel, 4, true};
+    case 'Z':
+    case 'z': return {T::ClosePath, 0, true};
+    default: return {T::ClosePath, 0, false};
+    }
+}
+
+} // namespace
+
+PathVisitorStrToCommands::PathVisitorStrToCommands(const std::string& text, std::list<Path::Command>& commands)
+    : PathVisitorStrToTokens(text,
+                             [this](char letter, std::vector<float>&& numbers) {
+                                 visitorCallback(letter, std::move(numbers));
+                             }),
+      m_commands(&commands)
+{
+}
+
+PathVisitorStrToCommands::~PathVisitorStrToCommands() = default;
+
+void PathVisitorStrToCommands::visitorCallback(char letter, std::vector<float>&& numbers)
+{
+    const LetterInfo info = LookUpLetter(letter);
+    if (!info.known) return;
+    if (info.count == 0) {
+        if (numbers.empty()) m_commands->emplace_back(info.type, std::vector<float>());
+        return;
+    }
+    if (numbers.size() == info.count) {
+        m_commands->emplace_back(info.type, std::move(numbers));
+        return;
+    }
+    // Several groups: one command each. Groups after the first of a move-to
+    // are line-tos of the same kind (absolute or relative).
+    const size_t groups = numbers.size() / info.count;
+    for (size_t g = 0; g < groups; ++g) {
+        Path::CommandType type = info.type;
+        if (g > 0 && letter == 'M') type = Path::CommandType::LineToAbs;
+        if (g > 0 && letter == 'm') type = Path::CommandType::LineToRel;
+        const auto from = numbers.begin() + static_cast<std::ptrdiff_t>(g * info.count);
+        m_commands->emplace_back(type, std::vector<float>(from, from + info.count));
+    }
+}
+
+bool ConvertPathStringToCommands(const std::string& text, std::list<Path::Command>& commands, std::string* error)
+{
+    PathVisitorStrToCommands visitor(text, commands);
+    if (visitor.visit()) return true;
+    if (error) *error = visitor.getErrorString();
+    return false;
+}
+
+} // namespace svg
+} // namespace kx
