@@ -1,0 +1,489 @@
+// test_xml.cpp - the XML layer: SAX events over libxml2's push parser, the
+// handler's verdicts, diagnostics, hostile input, and the save context.
+#include <kx/system/kxCancel.h>
+#include <kx/system/kxIoDevice.h>
+#include <kx/xml/Xml.h>
+
+#include <libxml/xmlwriter.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+using kx::xml::ParseXmlStream;
+using kx::xml::XmlAttribute;
+
+namespace {
+
+// Records every event as one line; consecutive character events are merged,
+// since libxml2 may split text at chunk borders.
+class RecordingHandler : public kx::xml::XmlSaxParserHandler {
+public:
+    std::vector<std::string> events;
+    std::vector<int> severities;
+    std::string skipName;    // startElement answers 1 for this name
+    std::string stopName;    // startElement answers 2 for this name
+    std::string failEndName; // endElement answers false for this name
+    bool acceptWarnings = true;
+    bool throwOnStart = false;
+    int elementCount = 0;
+    bool recordElements = true;
+
+    bool startDocument() override
+    {
+        events.push_back("start-document");
+        return true;
+    }
+    bool endDocument() override
+    {
+        events.push_back("end-document");
+        return true;
+    }
+    int startElement(const char* name, const std::vector<XmlAttribute>& attributes) override
+    {
+        ++elementCount;
+        if (throwOnStart)
+            throw std::runtime_error("handler failure");
+        if (!recordElements)
+            return 0;
+        std::string line = std::string("start ") + name;
+        for (const XmlAttribute& a : attributes)
+            line += " {" + std::string(a.name) + "|" + std::string(a.prefix) + "|" + std::string(a.value) + "}";
+        events.push_back(line);
+        if (name == skipName)
+            return 1;
+        if (name == stopName)
+            return 2;
+        return 0;
+    }
+    bool endElement(const char* name) override
+    {
+        if (recordElements)
+            events.push_back(std::string("end ") + name);
+        return name != failEndName;
+    }
+    bool characters(const char* text, int length) override
+    {
+        if (!recordElements)
+            return true;
+        if (!events.empty() && events.back().rfind("text ", 0) == 0)
+            events.back().append(text, static_cast<size_t>(length));
+        else
+            events.push_back("text " + std::string(text, static_cast<size_t>(length)));
+        return true;
+    }
+    bool message(const std::string& text, int severity) override
+    {
+        events.push_back("message " + std::to_string(severity) + " " + text);
+        severities.push_back(severity);
+        return severity == 4 && acceptWarnings;
+    }
+};
+
+bool parseText(const std::string& xml, RecordingHandler& handler, const kxCancelInterface* cancel = nullptr)
+{
+    kxIoDeviceByteContainerReadOnly device(xml.data(), xml.size());
+    return ParseXmlStream(device, handler, cancel);
+}
+
+// Produces `count` copies of an element after a root start tag, without ever
+// holding the document in memory; records the largest read request.
+class GeneratedDocument : public kxIoDevice {
+public:
+    explicit GeneratedDocument(int64_t count) : m_remaining(count) {}
+    int64_t largestRequest = 0;
+    int64_t produced = 0;
+
+    int64_t readBytes(void* buffer, int64_t count) override
+    {
+        largestRequest = std::max(largestRequest, count);
+        char* out = static_cast<char*>(buffer);
+        int64_t written = 0;
+        while (written < count) {
+            if (m_pending.empty()) {
+                if (m_state == 0) {
+                    m_pending = "<root>";
+                    m_state = 1;
+                } else if (m_state == 1 && m_remaining > 0) {
+                    m_pending = "<item x=\"1.5\" y=\"&amp;\">text</item>\n";
+                    --m_remaining;
+                } else if (m_state == 1) {
+                    m_pending = "</root>";
+                    m_state = 2;
+                } else {
+                    break;
+                }
+                m_offset = 0;
+            }
+            const int64_t n = std::min<int64_t>(count - written, static_cast<int64_t>(m_pending.size() - m_offset));
+            std::copy(m_pending.begin() + static_cast<long>(m_offset), m_pending.begin() + static_cast<long>(m_offset + n),
+                      out + written);
+            written += n;
+            m_offset += static_cast<size_t>(n);
+            if (m_offset == m_pending.size())
+                m_pending.clear();
+        }
+        produced += written;
+        return written;
+    }
+    int64_t writeBytes(const void*, int64_t) override { return 0; }
+    bool isEndOfData() const override { return m_state == 2 && m_pending.empty(); }
+
+private:
+    int64_t m_remaining;
+    int m_state = 0;
+    std::string m_pending;
+    size_t m_offset = 0;
+};
+
+class CountingCancel : public kxCancelInterface {
+public:
+    explicit CountingCancel(int answerTrueAfter) : m_after(answerTrueAfter) {}
+    mutable int polls = 0;
+    bool shouldCancel() const override { return ++polls > m_after; }
+    void cancel() override {}
+
+private:
+    int m_after;
+};
+
+// A device whose second read fails.
+class FailingDevice : public kxIoDevice {
+public:
+    int reads = 0;
+    int64_t readBytes(void* buffer, int64_t count) override
+    {
+        ++reads;
+        if (reads > 1) {
+            setDeviceError("disk on fire");
+            return 0;
+        }
+        const std::string head = "<root><a>";
+        const int64_t n = std::min<int64_t>(count, static_cast<int64_t>(head.size()));
+        std::copy(head.begin(), head.begin() + n, static_cast<char*>(buffer));
+        return n;
+    }
+    int64_t writeBytes(const void*, int64_t) override { return 0; }
+    bool isEndOfData() const override { return false; }
+};
+
+} // namespace
+
+TEST(XmlParse, EventsNamesAndAttributes)
+{
+    RecordingHandler h;
+    const std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                            "<svg:svg xmlns:svg=\"http://www.w3.org/2000/svg\" xmlns=\"http://www.w3.org/2000/svg\" "
+                            "xmlns:sodipodi=\"http://sodipodi.sourceforge.net/DTD/sodipodi-0.dtd\" width=\"10\">"
+                            "<sodipodi:namedview id=\"n\"/>"
+                            "<svg:rect x=\"1\" xml:space=\"preserve\" a=\"&amp;&lt;&#65;\"/>"
+                            "t&amp;x<![CDATA[<raw&>]]>"
+                            "<!-- comment --><?pi data?>"
+                            "</svg:svg>";
+    EXPECT_TRUE(parseText(xml, h));
+    const std::vector<std::string> expected = {
+        "start-document",
+        "start svg:svg {xmlns||http://www.w3.org/2000/svg} {width||10}",
+        "start sodipodi:namedview {id||n}",
+        "end sodipodi:namedview",
+        "start svg:rect {x||1} {space|xml|preserve} {a||&<A}",
+        "end svg:rect",
+        "text t&x<raw&>",
+        "end svg:svg",
+        "end-document"};
+    EXPECT_EQ(h.events, expected);
+}
+
+TEST(XmlParse, InternalEntitiesAreSubstituted)
+{
+    RecordingHandler h;
+    const std::string xml = "<!DOCTYPE svg [<!ENTITY w \"wide\"><!ENTITY e \"<g id='&w;'/>\">]>"
+                            "<svg a=\"&w;!\">&w;&e;</svg>";
+    EXPECT_TRUE(parseText(xml, h));
+    const std::vector<std::string> expected = {"start-document", "start svg {a||wide!}", "text wide",
+                                               "start g {id||wide}",  "end g",               "end svg",
+                                               "end-document"};
+    EXPECT_EQ(h.events, expected);
+}
+
+TEST(XmlParse, SkipVerdictDeliversNothingOfTheElement)
+{
+    RecordingHandler h;
+    h.skipName = "b";
+    const std::string xml = "<a><b x=\"1\"><c><b/></c>inner<![CDATA[x]]></b>after<b/><d/></a>";
+    EXPECT_TRUE(parseText(xml, h));
+    const std::vector<std::string> expected = {"start-document", "start a", "start b {x||1}", "text after",
+                                               "start b",        "start d", "end d",          "end a",
+                                               "end-document"};
+    EXPECT_EQ(h.events, expected);
+}
+
+TEST(XmlParse, StopVerdictAndFalseResultsEndTheParse)
+{
+    {
+        RecordingHandler h;
+        h.stopName = "b";
+        EXPECT_FALSE(parseText("<a><b><c/></b>text<d/></a>", h));
+        const std::vector<std::string> expected = {"start-document", "start a", "start b"};
+        EXPECT_EQ(h.events, expected);
+    }
+    {
+        RecordingHandler h;
+        h.failEndName = "b";
+        EXPECT_FALSE(parseText("<a><b/>text<c/></a>", h));
+        const std::vector<std::string> expected = {"start-document", "start a", "start b", "end b"};
+        EXPECT_EQ(h.events, expected);
+    }
+    {
+        // Stopping inside an entity's replacement text stops the document too.
+        RecordingHandler h;
+        h.stopName = "g";
+        EXPECT_FALSE(parseText("<!DOCTYPE a [<!ENTITY e \"<g/><g/>\">]><a>&e;<b/>&e;</a>", h));
+        const std::vector<std::string> expected = {"start-document", "start a", "start g"};
+        EXPECT_EQ(h.events, expected);
+    }
+}
+
+TEST(XmlParse, ErrorsReachMessageAndStop)
+{
+    {
+        RecordingHandler h;
+        EXPECT_FALSE(parseText("", h));
+        // libxml2's push parser reports a document that never started this way.
+        const std::vector<std::string> expected = {"message 3 Extra content at the end of the document"};
+        EXPECT_EQ(h.events, expected);
+    }
+    {
+        RecordingHandler h;
+        EXPECT_FALSE(parseText("<a><b></a><c/>", h));
+        const std::vector<std::string> expected = {
+            "start-document", "start a", "start b",
+            "message 3 Opening and ending tag mismatch: b line 1 and a"};
+        EXPECT_EQ(h.events, expected);
+    }
+    {
+        // Unclosed root: libxml2 reports it, and endDocument never comes.
+        RecordingHandler h;
+        EXPECT_FALSE(parseText("<a><b/>", h));
+        ASSERT_EQ(h.events.size(), 5u);
+        EXPECT_EQ(h.events.back(), "message 3 Extra content at the end of the document");
+    }
+    {
+        // An undeclared prefix is a (non-fatal) namespace error: it still stops.
+        RecordingHandler h;
+        EXPECT_FALSE(parseText("<a><x:b/><c/></a>", h));
+        const std::vector<std::string> expected = {"start-document", "start a",
+                                                   "message 2 Namespace prefix x on b is not defined"};
+        EXPECT_EQ(h.events, expected);
+    }
+}
+
+TEST(XmlParse, WarningsHaveSeverityFourAndMayContinue)
+{
+    const std::string xml = "<svg xmlns=\"relative\"><g/></svg>";
+    {
+        RecordingHandler h;
+        EXPECT_TRUE(parseText(xml, h));
+        const std::vector<std::string> expected = {"start-document", "message 4 xmlns: URI relative is not absolute",
+                                                   "start svg {xmlns||relative}", "start g", "end g", "end svg",
+                                                   "end-document"};
+        EXPECT_EQ(h.events, expected);
+    }
+    {
+        RecordingHandler h;
+        h.acceptWarnings = false;
+        EXPECT_FALSE(parseText(xml, h));
+        const std::vector<std::string> expected = {"start-document",
+                                                   "message 4 xmlns: URI relative is not absolute"};
+        EXPECT_EQ(h.events, expected);
+    }
+}
+
+TEST(XmlParse, BillionLaughsFailsWithAMessage)
+{
+    std::string xml = "<?xml version=\"1.0\"?>\n<!DOCTYPE lolz [\n<!ENTITY lol \"lol\">\n";
+    for (int i = 1; i <= 9; ++i) {
+        xml += "<!ENTITY lol" + std::to_string(i) + " \"";
+        for (int k = 0; k < 10; ++k)
+            xml += "&lol" + (i == 1 ? std::string() : std::to_string(i - 1)) + ";";
+        xml += "\">\n";
+    }
+    xml += "]>\n<lolz>";
+    // About a megabyte of references to the largest entity.
+    while (xml.size() < 1024 * 1024)
+        xml += "&lol9;";
+    xml += "</lolz>";
+
+    RecordingHandler h;
+    h.recordElements = false;
+    EXPECT_FALSE(parseText(xml, h));
+    ASSERT_FALSE(h.severities.empty());
+    EXPECT_NE(h.severities.back(), 4);
+    EXPECT_NE(h.events.back().find("ntit"), std::string::npos) << h.events.back();
+}
+
+TEST(XmlParse, ExternalEntitiesAreNeverLoaded)
+{
+    char path[] = "/tmp/kxsvg_xml_secretXXXXXX";
+    const int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    const std::string secret = "TOP-SECRET-CONTENT";
+    ASSERT_EQ(write(fd, secret.data(), secret.size()), static_cast<ssize_t>(secret.size()));
+    close(fd);
+    const std::string uri = std::string("file://") + path;
+
+    const std::vector<std::string> documents = {
+        "<!DOCTYPE svg [<!ENTITY xxe SYSTEM \"" + uri + "\">]><svg>&xxe;</svg>",
+        "<!DOCTYPE svg [<!ENTITY xxe SYSTEM \"" + uri + "\">]><svg a=\"&xxe;\"/>",
+        "<!DOCTYPE svg [<!ENTITY % pe SYSTEM \"" + uri + "\"> %pe;]><svg>x</svg>",
+        "<!DOCTYPE svg SYSTEM \"" + uri + "\"><svg>&undefinedHere;</svg>",
+    };
+    for (const std::string& xml : documents) {
+        RecordingHandler h;
+        const bool ok = parseText(xml, h);
+        std::string all;
+        for (const std::string& e : h.events)
+            all += e + "\n";
+        EXPECT_EQ(all.find(secret), std::string::npos) << xml;
+        EXPECT_FALSE(h.severities.empty()) << xml;
+        if (xml.find("&xxe;") != std::string::npos) {
+            EXPECT_FALSE(ok) << xml;
+            EXPECT_NE(all.find("Entity 'xxe' not defined"), std::string::npos) << all;
+        }
+    }
+    std::remove(path);
+}
+
+TEST(XmlParse, LargeDocumentStreamsInChunks)
+{
+    GeneratedDocument device(200000); // about 7.6 MB
+    RecordingHandler h;
+    h.recordElements = false;
+    EXPECT_TRUE(ParseXmlStream(device, h, nullptr));
+    EXPECT_EQ(h.elementCount, 200001);
+    EXPECT_GT(device.produced, 7000000);
+    EXPECT_LE(device.largestRequest, 64 * 1024);
+    EXPECT_EQ(h.events.back(), "end-document");
+}
+
+TEST(XmlParse, CancelIsPolledBetweenChunks)
+{
+    {
+        GeneratedDocument device(100000);
+        RecordingHandler h;
+        h.recordElements = false;
+        CountingCancel cancel(2);
+        EXPECT_FALSE(ParseXmlStream(device, h, &cancel));
+        EXPECT_EQ(cancel.polls, 3);
+        EXPECT_LT(device.produced, 4 * 64 * 1024 + 1);
+        EXPECT_EQ(h.events, std::vector<std::string>{"start-document"});
+    }
+    {
+        // A flag raised before the parse stops even a one-chunk document.
+        bool flag = true;
+        kxCancelInterfaceProxy cancel(&flag, nullptr, nullptr);
+        RecordingHandler h;
+        EXPECT_FALSE(parseText("<a/>", h, &cancel));
+        EXPECT_EQ(std::count(h.events.begin(), h.events.end(), "end-document"), 0);
+    }
+}
+
+TEST(XmlParse, DeviceErrorsAndHandlerExceptions)
+{
+    {
+        FailingDevice device;
+        RecordingHandler h;
+        EXPECT_FALSE(ParseXmlStream(device, h, nullptr));
+        const std::vector<std::string> expected = {"start-document", "start root", "start a",
+                                                   "message 3 disk on fire"};
+        EXPECT_EQ(h.events, expected);
+    }
+    {
+        RecordingHandler h;
+        h.throwOnStart = true;
+        EXPECT_THROW(parseText("<a><b/></a>", h), std::runtime_error);
+        EXPECT_EQ(h.elementCount, 1);
+    }
+}
+
+TEST(XmlParse, MalformedInputsNeverCrash)
+{
+    const std::vector<std::string> inputs = {
+        std::string("\0\0\0\0", 4), "<", "<a", "<a b=", "<a b='x", "<a>&", "<a>&#xFFFFFFFF;</a>", "<a>\xff\xfe</a>",
+        "\xef\xbb\xbf<a/>", "<a/><b/>", "<?xml version='1.0' encoding='bogus'?><a/>", "<!DOCTYPE", "]]>",
+        "<a xmlns:p='u' p:x='1' p:x='2'/>", std::string(100000, '<')};
+    for (const std::string& xml : inputs) {
+        RecordingHandler h;
+        const bool ok = parseText(xml, h);
+        if (xml == "\xef\xbb\xbf<a/>") {
+            EXPECT_TRUE(ok);
+        } else {
+            EXPECT_FALSE(ok) << xml.substr(0, 40);
+            EXPECT_FALSE(h.severities.empty()) << xml.substr(0, 40);
+        }
+        EXPECT_EQ(std::count(h.events.begin(), h.events.end(), "end-document"), ok ? 1 : 0);
+    }
+}
+
+TEST(XmlSave, WriterBufferAndFlushThreshold)
+{
+    kx::xml::XmlSaveContext ctx(false);
+    ASSERT_NE(ctx.getWriter(), nullptr);
+    EXPECT_FALSE(ctx.getFormatOutput());
+    std::string out;
+    kxIoDeviceByteContainerWriteOnly device(out);
+
+    ASSERT_GE(xmlTextWriterStartDocument(ctx.getWriter(), "1.0", "utf-8", nullptr), 0);
+    ASSERT_GE(xmlTextWriterStartElement(ctx.getWriter(), BAD_CAST "svg"), 0);
+    ASSERT_GE(xmlTextWriterWriteAttribute(ctx.getWriter(), BAD_CAST "a", BAD_CAST "x&y<"), 0);
+    EXPECT_TRUE(ctx.flushBufferToDevice(device, 8192));
+    EXPECT_EQ(out, "");
+    EXPECT_GT(ctx.getBufferedSize(), 0u);
+    ASSERT_GE(xmlTextWriterStartElement(ctx.getWriter(), BAD_CAST "g"), 0);
+    EXPECT_TRUE(ctx.flushBufferToDevice(device, 10));
+    // The writer keeps a start tag open for attributes that may follow.
+    EXPECT_EQ(out, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg a=\"x&amp;y&lt;\"><g");
+    EXPECT_EQ(ctx.getBufferedSize(), 0u);
+    ASSERT_GE(xmlTextWriterEndDocument(ctx.getWriter()), 0);
+    EXPECT_TRUE(ctx.flushBufferToDevice(device, 0));
+    EXPECT_EQ(out, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg a=\"x&amp;y&lt;\"><g/></svg>\n");
+}
+
+TEST(XmlSave, FormattedOutputAndDeviceFailure)
+{
+    kx::xml::XmlSaveContext ctx(true);
+    EXPECT_TRUE(ctx.getFormatOutput());
+    ASSERT_GE(xmlTextWriterStartDocument(ctx.getWriter(), "1.0", "utf-8", nullptr), 0);
+    ASSERT_GE(xmlTextWriterStartElement(ctx.getWriter(), BAD_CAST "svg"), 0);
+    ASSERT_GE(xmlTextWriterStartElement(ctx.getWriter(), BAD_CAST "g"), 0);
+    ASSERT_GE(xmlTextWriterEndDocument(ctx.getWriter()), 0);
+    std::vector<char> out;
+    kxIoDeviceByteContainerWriteOnly device(out);
+    EXPECT_TRUE(ctx.flushBufferToDevice(device, 0));
+    EXPECT_EQ(std::string(out.begin(), out.end()),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg>\n <g/>\n</svg>\n");
+
+    // A device that refuses the bytes makes the flush fail.
+    kx::xml::XmlSaveContext second(false);
+    ASSERT_GE(xmlTextWriterStartElement(second.getWriter(), BAD_CAST "svg"), 0);
+    kxIoDeviceByteContainerReadOnly readOnly("", 0);
+    EXPECT_FALSE(second.flushBufferToDevice(readOnly, 0));
+}
+
+TEST(XmlLibrary, InitialisationNests)
+{
+    kx::xml::initializeXmlLibrary();
+    kx::xml::initializeXmlLibrary();
+    kx::xml::finalizeXmlLibrary();
+    RecordingHandler h;
+    EXPECT_TRUE(parseText("<a/>", h));
+    kx::xml::finalizeXmlLibrary();
+    kx::xml::finalizeXmlLibrary(); // unbalanced: ignored
+    RecordingHandler again;
+    EXPECT_TRUE(parseText("<a/>", again));
+}
