@@ -35,16 +35,18 @@ public:
     /// True once the document ended with a tree handed to `result`.
     bool succeeded() const { return m_succeeded; }
 
-private:
-    struct Element;
-    struct State;
-
+    // The parser's events, public so that event sequences the XML parser
+    // never produces (several roots, a missing end tag) can be replayed.
     bool startDocument() override;
     bool endDocument() override;
     int startElement(const char* name, const std::vector<kx::xml::XmlAttribute>& attributes) override;
     bool endElement(const char* name) override;
     bool characters(const char* text, int length) override;
     bool message(const std::string& text, int severity) override;
+
+private:
+    struct Element;
+    struct State;
 
     int startElementImpl(const char* name, const std::vector<kx::xml::XmlAttribute>& attributes);
     bool endElementImpl(const char* name);
