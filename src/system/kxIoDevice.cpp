@@ -73,12 +73,12 @@ kxIoDeviceFileStream::~kxIoDeviceFileStream() { close(); }
 bool kxIoDeviceFileStream::close()
 {
     if (!m_file)
-        return isGood();
+        return true;
     const bool ok = std::fclose(m_file) == 0;
     m_file = nullptr;
     if (!ok)
         setDeviceError("Closing the file failed");
-    return ok && isGood();
+    return ok;
 }
 
 int64_t kxIoDeviceFileStream::readBytes(void* buffer, int64_t count)
