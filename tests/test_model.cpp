@@ -1,0 +1,224 @@
+// test_model.cpp - item construction, children and deep copy.
+#include <kx/svg/Items.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace kx::svg;
+
+namespace {
+
+// An item claiming a kind the model does not know.
+class AlienItem : public ItemInterface {
+public:
+    AlienItem() : ItemInterface(static_cast<ItemType>(9)) {}
+    bool computeEstimatedBoundingVolume(BoundingBox&, const Wm4::Matrix3<float>&) const override { return false; }
+
+protected:
+    bool beginWriteAsXmlImplPre(kx::xml::XmlSaveContext&, const SaveOptions&) const override { return false; }
+};
+
+std::vector<std::string> ChildIds(const Node& node)
+{
+    std::vector<std::string> ids;
+    for (const auto& child : node.getChildren())
+        ids.push_back(child && child->getId() ? *child->getId() : std::string("-"));
+    return ids;
+}
+
+template <class T>
+std::shared_ptr<T> WithId(std::shared_ptr<T> item, const std::string& id)
+{
+    item->editId() = id;
+    return item;
+}
+
+} // namespace
+
+TEST(ItemsTest, ConstructorsSetKindsAndDefaults)
+{
+    Document doc;
+    EXPECT_EQ(doc.getType(), ItemType::Document);
+    EXPECT_FALSE(doc.getViewbox().has_value());
+    EXPECT_FALSE(doc.getStyle().has_value());
+    EXPECT_TRUE(doc.getChildren().empty());
+    EXPECT_FALSE(doc.getTransform().has_value());
+    EXPECT_FALSE(doc.getId().has_value());
+    EXPECT_EQ(doc.getRenderingProperties(), RenderingProperties());
+
+    EXPECT_EQ(Node().getType(), ItemType::Node);
+    Line line(Wm4::Vector2<float>(1, 2), Wm4::Vector2<float>(3, 4));
+    EXPECT_EQ(line.getType(), ItemType::Line);
+    EXPECT_EQ(line.getStart(), Wm4::Vector2<float>(1, 2));
+    EXPECT_EQ(line.getEnd(), Wm4::Vector2<float>(3, 4));
+
+    Rect rect(Wm4::Vector2<float>(1, 2), Wm4::Vector2<float>(10, 20));
+    EXPECT_EQ(rect.getType(), ItemType::Rect);
+    EXPECT_EQ(rect.getRx(), 0.0f);
+    EXPECT_EQ(rect.getRy(), 0.0f);
+    EXPECT_EQ(rect.getSize(), Wm4::Vector2<float>(10, 20));
+
+    Circle circle(Wm4::Vector2<float>(5, 6), 7.0f);
+    EXPECT_EQ(circle.getType(), ItemType::Circle);
+    EXPECT_EQ(circle.getRadius(), 7.0f);
+
+    Path path;
+    EXPECT_EQ(path.getType(), ItemType::Path);
+    EXPECT_TRUE(path.getCommands().empty());
+
+    Text text(Wm4::Vector2<float>(1, 1), "hello");
+    EXPECT_EQ(text.getType(), ItemType::Text);
+    EXPECT_EQ(text.getContent(), "hello");
+    EXPECT_FALSE(text.getFontFamily() || text.getFontSize() || text.getTextLength() || text.getXmlSpacePreserve() ||
+                 text.getBold() || text.getItalic() || text.getUnderline());
+
+    Image image;
+    EXPECT_EQ(image.getType(), ItemType::Image);
+    EXPECT_EQ(image.getPosition(), Wm4::Vector2<float>(0, 0));
+    EXPECT_EQ(image.getSize(), Wm4::Vector2<float>(0, 0));
+    EXPECT_EQ(image.getHref(), "");
+    EXPECT_FALSE(image.getPreserveAspectRatio().has_value());
+}
+
+TEST(ItemsTest, AddChildSharesAndOrders)
+{
+    Node group;
+    group.addChild(ItemInterfacePointer<Rect>(), true);
+    EXPECT_TRUE(group.getChildren().empty());
+
+    auto a = WithId(std::make_shared<Circle>(Wm4::Vector2<float>(0, 0), 1.0f), "a");
+    auto b = WithId(std::make_shared<Node>(), "b");
+    auto c = WithId(std::make_shared<Line>(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(1, 1)), "c");
+    group.addChild(a, true);
+    group.addChild(b, true);
+    group.addChild(c, false);
+    EXPECT_EQ(ChildIds(group), (std::vector<std::string>{"c", "a", "b"}));
+    EXPECT_EQ(group.getChildren().back().get(), b.get()); // shared, not copied
+    EXPECT_EQ(a.use_count(), 2);
+}
+
+TEST(ItemsTest, DeepCopyDropsInvalidChildrenAndSharesNothing)
+{
+    Node source;
+    source.editId() = "root";
+    source.editTransform() = Wm4::Matrix3<float>(1, 0, 5, 0, 1, 6, 0, 0, 1);
+    source.editRenderingProperties().fill = "red";
+    source.editRenderingProperties().strokeDasharray = std::vector<UnitValue>{UnitValue(2, Unit::Mm)};
+
+    auto inner = WithId(std::make_shared<Node>(), "inner");
+    auto path = WithId(std::make_shared<Path>(), "path");
+    path->editCommands().emplace_back(Path::CommandType::MoveToAbs, std::vector<float>{1, 2});
+    path->editCommands().emplace_back(Path::CommandType::ClosePath, std::vector<float>{});
+    inner->addChild(path, true);
+    auto text = WithId(std::make_shared<Text>(Wm4::Vector2<float>(1, 2), "t"), "text");
+    text->editBold() = true;
+    inner->addChild(text, true);
+
+    source.addChild(WithId(std::make_shared<Rect>(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(1, 1)), "r"), true);
+    source.editChildren().push_back(nullptr);
+    source.editChildren().push_back(std::make_shared<Document>());
+    source.editChildren().push_back(std::make_shared<AlienItem>());
+    source.addChild(inner, true);
+    auto image = WithId(std::make_shared<Image>(), "image");
+    image->editHref() = "a.png";
+    image->editPreserveAspectRatio() = Image::AspectRatio::XMidYMid;
+    source.addChild(image, true);
+    source.addChild(WithId(std::make_shared<Line>(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(1, 1)), "l"), true);
+    source.addChild(WithId(std::make_shared<Circle>(Wm4::Vector2<float>(0, 0), 2.0f), "c"), true);
+
+    Node copy(source);
+    EXPECT_EQ(ChildIds(copy), (std::vector<std::string>{"r", "inner", "image", "l", "c"}));
+    EXPECT_EQ(*copy.getId(), "root");
+    EXPECT_EQ(copy.getTransform()->operator()(1, 2), 6.0f);
+    EXPECT_EQ(copy.getRenderingProperties(), source.getRenderingProperties());
+
+    // No item is shared with the source, at any depth.
+    auto sourceIt = source.getChildren().begin();
+    for (const auto& child : copy.getChildren()) {
+        while (!*sourceIt || (*sourceIt)->getType() == ItemType::Document ||
+               static_cast<int>((*sourceIt)->getType()) > 7)
+            ++sourceIt;
+        EXPECT_NE(child.get(), sourceIt->get());
+        EXPECT_EQ(child->getType(), (*sourceIt)->getType());
+        EXPECT_EQ(child.use_count(), 1);
+        ++sourceIt;
+    }
+    const auto& innerCopy = static_cast<const Node&>(**std::next(copy.getChildren().begin()));
+    EXPECT_EQ(ChildIds(innerCopy), (std::vector<std::string>{"path", "text"}));
+    const auto& pathCopy = static_cast<const Path&>(*innerCopy.getChildren().front());
+    EXPECT_NE(&pathCopy, path.get());
+    EXPECT_EQ(pathCopy.getCommands(), path->getCommands());
+    EXPECT_EQ(*static_cast<const Text&>(*innerCopy.getChildren().back()).getBold(), true);
+    const auto& imageCopy = static_cast<const Image&>(**std::next(copy.getChildren().begin(), 2));
+    EXPECT_EQ(imageCopy.getHref(), "a.png");
+    EXPECT_EQ(*imageCopy.getPreserveAspectRatio(), Image::AspectRatio::XMidYMid);
+
+    // Editing the copy's grandchildren leaves the source alone.
+    static_cast<Path&>(*static_cast<Node&>(**std::next(copy.editChildren().begin())).editChildren().front())
+        .editCommands()
+        .clear();
+    EXPECT_EQ(path->getCommands().size(), 2u);
+}
+
+TEST(ItemsTest, DocumentCopyAndAssignment)
+{
+    Document doc;
+    doc.editViewbox() = BoundingBox(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(10, 20));
+    doc.editStyle() = "a{}";
+    doc.addChild(WithId(std::make_shared<Node>(), "g"), true);
+
+    Document copy(doc);
+    EXPECT_EQ(copy.getType(), ItemType::Document);
+    EXPECT_EQ(*copy.getViewbox(), *doc.getViewbox());
+    EXPECT_EQ(*copy.getStyle(), "a{}");
+    EXPECT_EQ(ChildIds(copy), (std::vector<std::string>{"g"}));
+    EXPECT_NE(copy.getChildren().front(), doc.getChildren().front());
+
+    Document other;
+    other.addChild(WithId(std::make_shared<Node>(), "old"), true);
+    other = doc;
+    EXPECT_EQ(ChildIds(other), (std::vector<std::string>{"g"}));
+    EXPECT_EQ(*other.getStyle(), "a{}");
+    other = other; // self-assignment keeps everything
+    EXPECT_EQ(ChildIds(other), (std::vector<std::string>{"g"}));
+
+    // Assigning a group from one of its own descendants.
+    Node outer;
+    auto middle = WithId(std::make_shared<Node>(), "middle");
+    middle->addChild(WithId(std::make_shared<Circle>(Wm4::Vector2<float>(0, 0), 1.0f), "leaf"), true);
+    outer.addChild(middle, true);
+    outer = *middle;
+    EXPECT_EQ(*outer.getId(), "middle");
+    EXPECT_EQ(ChildIds(outer), (std::vector<std::string>{"leaf"}));
+}
+
+TEST(ItemsTest, VeryDeepChainsCopyAndReleaseWithoutRecursion)
+{
+    // A million nested groups would overflow the call stack of a recursive
+    // copy or destructor.
+    constexpr int kDepth = 1000000;
+    auto root = std::make_shared<Node>();
+    Node* tip = root.get();
+    for (int i = 0; i < kDepth; ++i) {
+        auto next = std::make_shared<Node>();
+        Node* raw = next.get();
+        tip->addChild(next, true);
+        tip = raw;
+    }
+    tip->addChild(WithId(std::make_shared<Circle>(Wm4::Vector2<float>(0, 0), 1.0f), "bottom"), true);
+
+    auto copy = std::make_shared<Node>(*root);
+    int depth = 0;
+    const Node* walk = copy.get();
+    while (walk->getChildren().front()->getType() == ItemType::Node) {
+        walk = static_cast<const Node*>(walk->getChildren().front().get());
+        ++depth;
+    }
+    EXPECT_EQ(depth, kDepth);
+    EXPECT_EQ(*walk->getChildren().front()->getId(), "bottom");
+    root.reset();
+    copy.reset();
+}
