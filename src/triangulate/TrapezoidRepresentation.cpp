@@ -1,0 +1,320 @@
+// TrapezoidRepresentation.cpp - randomised incremental trapezoidal map.
+//
+// The construction follows the classic randomised incremental scheme (Seidel
+// 1991; de Berg et al., "Computational Geometry", chapter 6): segments are
+// inserted in random order, the trapezoids a new segment crosses are found by
+// locating its left end in the search DAG and walking right through
+// neighbours, and those trapezoids are replaced by the pieces left, right,
+// above and below the segment. Pieces above (or below) the segment that are
+// no longer separated by a vertical extension are merged.
+#include "TrapezoidRepresentation.h"
+
+#include <random>
+#include <stdexcept>
+
+namespace kx {
+namespace impl {
+
+void FailTriangulation() {
+    throw std::runtime_error("Shape triangulation failed");
+}
+
+TrapezoidRepresentation::TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments)
+    : m_vertices(vertices), m_segments(segments) {}
+
+uint32_t TrapezoidRepresentation::newTrapezoid(uint32_t top, uint32_t bottom, uint32_t leftp, uint32_t rightp) {
+    Trapezoid t;
+    t.top = top;
+    t.bottom = bottom;
+    t.leftp = leftp;
+    t.rightp = rightp;
+    const uint32_t index = static_cast<uint32_t>(m_traps.size());
+    t.node = newNode(QueryNode::Leaf, index, kNone, kNone);
+    m_traps.push_back(t);
+    return index;
+}
+
+uint32_t TrapezoidRepresentation::newNode(QueryNode::Kind kind, uint32_t key, uint32_t first, uint32_t second) {
+    m_nodes.push_back(QueryNode{kind, key, first, second});
+    return static_cast<uint32_t>(m_nodes.size() - 1);
+}
+
+// Finds the trapezoid that segment (p, q) enters just right of p. A point equal
+// to an x-node's vertex goes right (the segment starts there and runs right);
+// a point on a y-node's segment must be a shared left end, and the side is
+// decided by where q lies.
+uint32_t TrapezoidRepresentation::locate(uint32_t p, uint32_t q) const {
+    uint32_t n = 0;
+    for (std::size_t guard = 0; guard <= m_nodes.size(); ++guard) {
+        const QueryNode& node = m_nodes[n];
+        switch (node.kind) {
+        case QueryNode::Leaf:
+            return node.key;
+        case QueryNode::XNode:
+            n = (p < node.key) ? node.first : node.second;
+            break;
+        case QueryNode::YNode: {
+            const MapSegment& t = m_segments[node.key];
+            int side = m_vertices.orient(t.left, t.right, p);
+            if (side == 0) {
+                if (p != t.left) FailTriangulation(); // p lies inside another segment
+                side = m_vertices.orient(t.left, t.right, q);
+                if (side == 0) FailTriangulation(); // overlapping collinear segments
+            }
+            n = (side > 0) ? node.first : node.second;
+            break;
+        }
+        }
+    }
+    FailTriangulation();
+}
+
+// The new segment must stay strictly between the top and bottom segments of
+// every trapezoid it walks through; touching or crossing one of them means the
+// outline crosses itself (or a vertex lies inside a segment).
+void TrapezoidRepresentation::checkAgainstBoundary(const MapSegment& s, uint32_t boundary) const {
+    if (boundary == kNone) return;
+    const MapSegment& t = m_segments[boundary];
+    const VertexSet& v = m_vertices;
+    if (s.left == t.left || s.right == t.right) {
+        const uint32_t other = (s.left == t.left) ? s.right : s.left;
+        if (v.orient(t.left, t.right, other) == 0) FailTriangulation(); // overlap from a shared end
+        return;
+    }
+    if (s.left == t.right || s.right == t.left) return; // consecutive, lexicographically disjoint
+    const int o1 = v.orient(s.left, s.right, t.left);
+    const int o2 = v.orient(s.left, s.right, t.right);
+    if (o1 == 0 && o2 == 0) {
+        // Collinear: they overlap when their lexicographic ranges do.
+        const uint32_t lo = s.left > t.left ? s.left : t.left;
+        const uint32_t hi = s.right < t.right ? s.right : t.right;
+        if (lo < hi) FailTriangulation();
+        return;
+    }
+    if (o1 * o2 > 0) return;
+    const int o3 = v.orient(t.left, t.right, s.left);
+    const int o4 = v.orient(t.left, t.right, s.right);
+    if (o3 * o4 > 0) return;
+    FailTriangulation();
+}
+
+void TrapezoidRepresentation::insert(uint32_t segment) {
+    const MapSegment s = m_segments[segment];
+    const uint32_t p = s.left;
+    const uint32_t q = s.right;
+
+    // Walk the trapezoids crossed by the segment, left to right.
+    m_path.clear();
+    uint32_t d = locate(p, q);
+    if (m_traps[d].leftp != kNone && m_traps[d].leftp > p) FailTriangulation();
+    for (;;) {
+        m_path.push_back(d);
+        const Trapezoid& t = m_traps[d];
+        checkAgainstBoundary(s, t.top);
+        checkAgainstBoundary(s, t.bottom);
+        const uint32_t r = t.rightp;
+        if (r == kNone || q <= r) break;
+        const int side = m_vertices.orient(p, q, r);
+        if (side == 0) FailTriangulation(); // a vertex inside the new segment
+        d = (side > 0) ? t.lowerRight : t.upperRight;
+        if (d == kNone || m_path.size() > m_traps.size()) FailTriangulation();
+    }
+
+    const std::size_t k = m_path.size() - 1;
+    const Trapezoid first = m_traps[m_path.front()];
+    const Trapezoid last = m_traps[m_path.back()];
+    const bool hasLeft = first.leftp != p;
+    const bool hasRight = last.rightp != q;
+
+    uint32_t left = kNone;
+    if (hasLeft) {
+        left = newTrapezoid(first.top, first.bottom, first.leftp, p);
+        Trapezoid& a = m_traps[left];
+        a.upperLeft = first.upperLeft;
+        a.lowerLeft = first.lowerLeft;
+        if (first.upperLeft != kNone) m_traps[first.upperLeft].upperRight = left;
+        if (first.lowerLeft != kNone) m_traps[first.lowerLeft].lowerRight = left;
+    }
+    uint32_t right = kNone;
+    if (hasRight) {
+        right = newTrapezoid(last.top, last.bottom, q, last.rightp);
+        Trapezoid& b = m_traps[right];
+        b.upperRight = last.upperRight;
+        b.lowerRight = last.lowerRight;
+        if (last.upperRight != kNone) m_traps[last.upperRight].upperLeft = right;
+        if (last.lowerRight != kNone) m_traps[last.lowerRight].lowerLeft = right;
+    }
+
+    // The pieces above and below the segment inside the first trapezoid.
+    uint32_t upper = newTrapezoid(first.top, segment, p, kNone);
+    uint32_t lower = newTrapezoid(segment, first.bottom, p, kNone);
+    if (hasLeft) {
+        m_traps[left].upperRight = upper;
+        m_traps[left].lowerRight = lower;
+        m_traps[upper].upperLeft = left;
+        m_traps[lower].lowerLeft = left;
+    } else {
+        m_traps[upper].upperLeft = first.upperLeft;
+        m_traps[lower].lowerLeft = first.lowerLeft;
+        if (first.upperLeft != kNone) m_traps[first.upperLeft].upperRight = upper;
+        if (first.lowerLeft != kNone) m_traps[first.lowerLeft].lowerRight = lower;
+    }
+
+    // Replace the crossed trapezoids left to right. At each vertical side the
+    // vertex r is either above the segment (the upper piece ends there and the
+    // lower one goes on, merged) or below it (the other way round).
+    for (std::size_t j = 0; j <= k; ++j) {
+        const uint32_t old = m_path[j];
+        const uint32_t upperHere = upper;
+        const uint32_t lowerHere = lower;
+        if (j < k) {
+            const Trapezoid cur = m_traps[old];
+            const Trapezoid next = m_traps[m_path[j + 1]];
+            const uint32_t r = cur.rightp;
+            if (m_vertices.orient(p, q, r) > 0) {
+                const uint32_t nextUpper = newTrapezoid(next.top, segment, r, kNone);
+                Trapezoid& u = m_traps[upper];
+                u.rightp = r;
+                u.upperRight = cur.upperRight;
+                u.lowerRight = nextUpper;
+                if (cur.upperRight != kNone) m_traps[cur.upperRight].upperLeft = upper;
+                m_traps[nextUpper].lowerLeft = upper;
+                m_traps[nextUpper].upperLeft = next.upperLeft;
+                if (next.upperLeft != kNone) m_traps[next.upperLeft].upperRight = nextUpper;
+                upper = nextUpper;
+            } else {
+                const uint32_t nextLower = newTrapezoid(segment, next.bottom, r, kNone);
+                Trapezoid& l = m_traps[lower];
+                l.rightp = r;
+                l.lowerRight = cur.lowerRight;
+                l.upperRight = nextLower;
+                if (cur.lowerRight != kNone) m_traps[cur.lowerRight].lowerLeft = lower;
+                m_traps[nextLower].upperLeft = lower;
+                m_traps[nextLower].lowerLeft = next.lowerLeft;
+                if (next.lowerLeft != kNone) m_traps[next.lowerLeft].lowerRight = nextLower;
+                lower = nextLower;
+            }
+        }
+
+        // The old leaf turns into the test against the segment, wrapped in the
+        // tests against its ends where a left or right piece was cut off.
+        const uint32_t leaf = m_traps[old].node;
+        m_traps[old].node = kNone;
+        const QueryNode split{QueryNode::YNode, segment, m_traps[upperHere].node, m_traps[lowerHere].node};
+        const bool cutLeft = (j == 0 && hasLeft);
+        const bool cutRight = (j == k && hasRight);
+        if (!cutLeft && !cutRight) {
+            m_nodes[leaf] = split;
+        } else {
+            uint32_t inner = newNode(split.kind, split.key, split.first, split.second);
+            if (cutRight) {
+                const QueryNode xq{QueryNode::XNode, q, inner, m_traps[right].node};
+                if (!cutLeft) {
+                    m_nodes[leaf] = xq;
+                    continue;
+                }
+                inner = newNode(xq.kind, xq.key, xq.first, xq.second);
+            }
+            m_nodes[leaf] = QueryNode{QueryNode::XNode, p, m_traps[left].node, inner};
+        }
+    }
+
+    m_traps[upper].rightp = q;
+    m_traps[lower].rightp = q;
+    if (hasRight) {
+        m_traps[right].upperLeft = upper;
+        m_traps[right].lowerLeft = lower;
+        m_traps[upper].upperRight = right;
+        m_traps[lower].lowerRight = right;
+    } else {
+        m_traps[upper].upperRight = last.upperRight;
+        m_traps[lower].lowerRight = last.lowerRight;
+        if (last.upperRight != kNone) m_traps[last.upperRight].upperLeft = upper;
+        if (last.lowerRight != kNone) m_traps[last.lowerRight].lowerLeft = lower;
+    }
+}
+
+void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
+    const std::size_t n = m_segments.size();
+    m_traps.clear();
+    m_nodes.clear();
+    m_traps.reserve(4 * n + 4);
+    m_nodes.reserve(8 * n + 8);
+    newTrapezoid(kNone, kNone, kNone, kNone); // the whole plane; its leaf is the root, node 0
+
+    std::vector<uint32_t> order(n);
+    for (std::size_t i = 0; i < n; ++i) order[i] = static_cast<uint32_t>(i);
+    std::mt19937 rng(seed);
+    for (std::size_t i = n; i > 1; --i) {
+        const std::size_t j = static_cast<std::size_t>(rng() % i);
+        std::swap(order[i - 1], order[j]);
+    }
+    for (uint32_t s : order) insert(s);
+    labelWindings(parityOnly);
+}
+
+// Winding numbers: zero on unbounded trapezoids, unchanged across vertical
+// sides, changed by the segment's delta across a segment. Every constraint is
+// checked afterwards, so input that is not a union of closed outlines is
+// refused rather than filled wrongly.
+void TrapezoidRepresentation::labelWindings(bool parityOnly) {
+    const std::size_t segCount = m_segments.size();
+    m_above.assign(segCount, kNone);
+    m_below.assign(segCount, kNone);
+    for (uint32_t i = 0; i < m_traps.size(); ++i) {
+        const Trapezoid& t = m_traps[i];
+        if (t.node == kNone) continue;
+        if (t.bottom != kNone) m_above[t.bottom] = i;
+        if (t.top != kNone) m_below[t.top] = i;
+    }
+    const int32_t unknown = INT32_MIN;
+    auto combine = [parityOnly](int32_t w, int32_t delta) -> int32_t {
+        return parityOnly ? ((w + delta) & 1) : w + delta;
+    };
+    std::vector<uint32_t> stack;
+    for (uint32_t i = 0; i < m_traps.size(); ++i) {
+        Trapezoid& t = m_traps[i];
+        t.winding = unknown;
+    }
+    for (uint32_t i = 0; i < m_traps.size(); ++i) {
+        Trapezoid& t = m_traps[i];
+        if (t.node != kNone && t.bottom == kNone) {
+            t.winding = 0;
+            stack.push_back(i);
+        }
+    }
+    auto visit = [&](uint32_t i, int32_t w) {
+        if (i == kNone) return;
+        Trapezoid& t = m_traps[i];
+        if (t.winding == unknown) {
+            t.winding = w;
+            stack.push_back(i);
+        } else if (t.winding != w) {
+            FailTriangulation();
+        }
+    };
+    while (!stack.empty()) {
+        const uint32_t i = stack.back();
+        stack.pop_back();
+        const Trapezoid t = m_traps[i];
+        visit(t.upperLeft, t.winding);
+        visit(t.lowerLeft, t.winding);
+        visit(t.upperRight, t.winding);
+        visit(t.lowerRight, t.winding);
+        if (t.top != kNone) visit(m_above[t.top], combine(t.winding, m_segments[t.top].delta));
+        if (t.bottom != kNone) visit(m_below[t.bottom], combine(t.winding, -m_segments[t.bottom].delta));
+    }
+    for (uint32_t i = 0; i < m_traps.size(); ++i) {
+        const Trapezoid& t = m_traps[i];
+        if (t.node == kNone) continue;
+        if (t.winding == unknown) FailTriangulation();
+        if ((t.top == kNone || t.bottom == kNone) && t.winding != 0) FailTriangulation();
+        if (t.top != kNone && m_traps[m_above[t.top]].winding != combine(t.winding, m_segments[t.top].delta))
+            FailTriangulation();
+        if (t.bottom != kNone && m_traps[m_below[t.bottom]].winding != combine(t.winding, -m_segments[t.bottom].delta))
+            FailTriangulation();
+    }
+}
+
+} // namespace impl
+} // namespace kx

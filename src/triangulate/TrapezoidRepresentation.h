@@ -1,0 +1,111 @@
+// TrapezoidRepresentation.h - trapezoidal map of non-crossing segments (internal).
+#ifndef KX_TRIANGULATE_TRAPEZOIDREPRESENTATION_H
+#define KX_TRIANGULATE_TRAPEZOIDREPRESENTATION_H
+
+#include <cstdint>
+#include <vector>
+
+namespace kx {
+namespace impl {
+
+/// "No trapezoid / segment / vertex"; for a trapezoid side it means the side is at infinity.
+constexpr uint32_t kNone = 0xffffffffu;
+
+/// Throws std::runtime_error("Shape triangulation failed").
+[[noreturn]] void FailTriangulation();
+
+/// Vertices are identified by their rank in lexicographic (x, y) order, so
+/// "left of" is an integer comparison. Sorting by (x, y) amounts to a
+/// symbolic shear of the plane: no two vertices share an abscissa any more and
+/// vertical segments need no special case, while orientation signs of
+/// non-collinear triples stay exact.
+struct VertexSet {
+    std::vector<double> x;
+    std::vector<double> y;
+    /// Sign of the cross product (b - a) x (c - a): > 0 when c lies left of a->b.
+    /// Coordinates are single-precision values, so the differences and products
+    /// below are exact in double for all but extreme magnitude spreads.
+    int orient(uint32_t a, uint32_t b, uint32_t c) const {
+        const double v = (x[b] - x[a]) * (y[c] - y[a]) - (y[b] - y[a]) * (x[c] - x[a]);
+        return (v > 0.0) - (v < 0.0);
+    }
+};
+
+/// A segment with `left` < `right` (vertex ranks). `delta` is what the winding
+/// number changes by when a point crosses the segment from below to above.
+struct MapSegment {
+    uint32_t left;
+    uint32_t right;
+    int32_t delta;
+};
+
+/// One node of the point-location DAG: an x-node tests a point against a
+/// vertex (left/right), a y-node against a segment (above/below), a leaf
+/// names a trapezoid.
+struct QueryNode {
+    enum Kind : uint8_t { XNode = 0, YNode = 1, Leaf = 2 };
+    Kind kind;
+    uint32_t key;    ///< vertex, segment or trapezoid, by kind
+    uint32_t first;  ///< x-node: left child; y-node: child above
+    uint32_t second; ///< x-node: right child; y-node: child below
+};
+
+/// A trapezoid of the map: between segment `bottom` and segment `top`, from
+/// the vertical through `leftp` to the vertical through `rightp`.
+/// `upperLeft` shares `top` across the left side, `lowerLeft` shares
+/// `bottom`; likewise on the right.
+struct Trapezoid {
+    uint32_t top = kNone;
+    uint32_t bottom = kNone;
+    uint32_t leftp = kNone;
+    uint32_t rightp = kNone;
+    uint32_t upperLeft = kNone;
+    uint32_t lowerLeft = kNone;
+    uint32_t upperRight = kNone;
+    uint32_t lowerRight = kNone;
+    uint32_t node = kNone; ///< its leaf in the DAG; kNone once the trapezoid was replaced
+    int32_t winding = 0;   ///< winding number (or parity) of the points inside
+};
+
+/// The trapezoidal map of a set of segments that do not cross (they may share
+/// end points), built by randomised incremental insertion, plus the winding
+/// number of every trapezoid. Any inconsistency found on the way (crossing or
+/// overlapping segments, a vertex inside another segment, an open outline)
+/// calls FailTriangulation().
+class TrapezoidRepresentation {
+public:
+    TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments);
+
+    /// Inserts the segments in an order shuffled by a generator seeded with
+    /// `seed`, then labels every trapezoid with its winding number (its
+    /// parity when `parityOnly`).
+    void build(uint32_t seed, bool parityOnly);
+
+    const std::vector<Trapezoid>& trapezoids() const { return m_traps; }
+    const std::vector<QueryNode>& nodes() const { return m_nodes; }
+    /// A live trapezoid lying directly above segment `s`.
+    uint32_t trapezoidAbove(uint32_t s) const { return m_above[s]; }
+    /// A live trapezoid lying directly below segment `s`.
+    uint32_t trapezoidBelow(uint32_t s) const { return m_below[s]; }
+
+private:
+    uint32_t locate(uint32_t p, uint32_t q) const;
+    void checkAgainstBoundary(const MapSegment& s, uint32_t boundary) const;
+    void insert(uint32_t segment);
+    uint32_t newTrapezoid(uint32_t top, uint32_t bottom, uint32_t leftp, uint32_t rightp);
+    uint32_t newNode(QueryNode::Kind kind, uint32_t key, uint32_t first, uint32_t second);
+    void labelWindings(bool parityOnly);
+
+    const VertexSet& m_vertices;
+    const std::vector<MapSegment>& m_segments;
+    std::vector<Trapezoid> m_traps;
+    std::vector<QueryNode> m_nodes;
+    std::vector<uint32_t> m_path; // trapezoids crossed by the segment being inserted
+    std::vector<uint32_t> m_above;
+    std::vector<uint32_t> m_below;
+};
+
+} // namespace impl
+} // namespace kx
+
+#endif

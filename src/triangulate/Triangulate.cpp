@@ -1,0 +1,474 @@
+// Triangulate.cpp - fill triangulation through a trapezoidal map.
+//
+// 1. Vertices are merged by coordinates and ranked in (x, y) order; segments
+//    repeated in the input are combined (their winding contributions add up,
+//    or cancel out under even-odd) and open chains are closed.
+// 2. The segments form a trapezoidal map (TrapezoidRepresentation) whose
+//    trapezoids carry winding numbers, so the fill rule picks the inside ones.
+// 3. Every inside trapezoid whose two side vertices are not on the same
+//    boundary segment gets the diagonal between them (Seidel's rule); the
+//    segments and diagonals cut the inside into x-monotone polygons.
+// 4. The faces of that planar graph are traced and each inside face is
+//    triangulated by the linear stack algorithm for monotone polygons.
+#include "TrapezoidRepresentation.h"
+
+#include <kx/svg/Triangulate.h>
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <stdexcept>
+
+namespace kx {
+namespace impl {
+namespace {
+
+constexpr uint32_t kSeed = 0x5eed1234u;
+
+struct InputEdge {
+    uint64_t key; // (low vertex << 32) | high vertex
+    int32_t delta;
+};
+
+struct GraphEdge {
+    uint32_t a;
+    uint32_t b;
+    uint32_t segment; // kNone for a diagonal
+};
+
+class Triangulator {
+public:
+    Triangulator(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edgeIndices,
+                 TriangulationFillRule rule, bool flag)
+        : m_points(points), m_edgeIndices(edgeIndices), m_rule(rule), m_flag(flag) {}
+
+    void run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices);
+
+private:
+    void rankVertices();
+    void collectSegments();
+    void buildFaces();
+    void traceFaces();
+    void emitPolygon(const uint32_t* poly, std::size_t count);
+    void emitTriangle(uint32_t a, uint32_t b, uint32_t c);
+    bool insideLeftOf(uint32_t halfEdge) const;
+
+    const std::vector<Wm4::Vector2<float>>& m_points;
+    const std::vector<unsigned int>& m_edgeIndices;
+    TriangulationFillRule m_rule;
+    bool m_flag;
+
+    std::vector<uint32_t> m_rankOf;         // input index -> vertex rank (kNone when unused)
+    std::vector<uint32_t> m_representative; // vertex rank -> first input index with those coordinates
+    VertexSet m_vertices;
+    std::vector<MapSegment> m_segments;
+    const TrapezoidRepresentation* m_map = nullptr;
+
+    std::vector<GraphEdge> m_graph;
+    std::vector<uint32_t> m_outStart; // per vertex, into m_outList (CSR)
+    std::vector<uint32_t> m_outList;  // half-edges sorted by angle around their origin
+    std::vector<uint32_t> m_position; // half-edge -> index in m_outList
+
+    std::vector<uint32_t> m_triangles; // vertex ranks, three per triangle
+    std::vector<uint32_t> m_sorted;    // scratch for the monotone sweep
+    std::vector<uint8_t> m_chain;
+    std::vector<uint32_t> m_stack;
+};
+
+void Triangulator::rankVertices() {
+    const std::size_t n = m_points.size();
+    m_rankOf.assign(n, kNone);
+    std::vector<uint32_t> used;
+    used.reserve(m_edgeIndices.size());
+    for (unsigned int index : m_edgeIndices) {
+        if (index >= n) FailTriangulation();
+        if (m_rankOf[index] == kNone) {
+            const float x = m_points[index].X(), y = m_points[index].Y();
+            if (!std::isfinite(x) || !std::isfinite(y)) FailTriangulation();
+            m_rankOf[index] = 0;
+            used.push_back(index);
+        }
+    }
+    std::sort(used.begin(), used.end(), [this](uint32_t a, uint32_t b) {
+        const auto& pa = m_points[a];
+        const auto& pb = m_points[b];
+        if (pa.X() != pb.X()) return pa.X() < pb.X();
+        if (pa.Y() != pb.Y()) return pa.Y() < pb.Y();
+        return a < b; // the first input index of equal points comes first and represents them
+    });
+    m_representative.clear();
+    m_vertices.x.clear();
+    m_vertices.y.clear();
+    for (std::size_t i = 0; i < used.size(); ++i) {
+        const auto& p = m_points[used[i]];
+        if (i == 0 || p.X() != m_points[used[i - 1]].X() || p.Y() != m_points[used[i - 1]].Y()) {
+            m_representative.push_back(used[i]);
+            m_vertices.x.push_back(p.X());
+            m_vertices.y.push_back(p.Y());
+        }
+        m_rankOf[used[i]] = static_cast<uint32_t>(m_representative.size() - 1);
+    }
+}
+
+void Triangulator::collectSegments() {
+    const std::size_t pairCount = m_edgeIndices.size() / 2;
+    const std::size_t vertexCount = m_representative.size();
+    std::vector<InputEdge> edges;
+    edges.reserve(pairCount + 8);
+    std::vector<uint8_t> oddDegree(vertexCount, 0);
+    auto addEdge = [&](uint32_t a, uint32_t b) {
+        const bool rightward = a < b;
+        const uint64_t lo = rightward ? a : b;
+        const uint64_t hi = rightward ? b : a;
+        edges.push_back(InputEdge{(lo << 32) | hi, rightward ? 1 : -1});
+        oddDegree[a] ^= 1;
+        oddDegree[b] ^= 1;
+    };
+    for (std::size_t i = 0; i < pairCount; ++i) {
+        const unsigned int ia = m_edgeIndices[2 * i], ib = m_edgeIndices[2 * i + 1];
+        const uint32_t a = m_rankOf[ia], b = m_rankOf[ib];
+        if (a == b) {
+            if (!m_flag) FailTriangulation(); // a segment of zero length the caller did not allow
+            continue;
+        }
+        addEdge(a, b);
+    }
+
+    // Open chains are filled as if closed from their end back to their start.
+    // A run of consecutive pairs where each starts at the previous end is one
+    // chain; it is closed only when both of its ends still have odd degree,
+    // so closed outlines listed in any order are left alone.
+    std::size_t runStart = kNone;
+    uint32_t runFirst = kNone, runLast = kNone;
+    const std::size_t plainCount = edges.size();
+    auto closeRun = [&]() {
+        if (runStart == kNone || runFirst == runLast) return;
+        if (oddDegree[runFirst] && oddDegree[runLast]) addEdge(runLast, runFirst);
+    };
+    for (std::size_t i = 0; i < pairCount; ++i) {
+        const uint32_t a = m_rankOf[m_edgeIndices[2 * i]], b = m_rankOf[m_edgeIndices[2 * i + 1]];
+        if (a == b) continue;
+        if (runStart == kNone || a != runLast) {
+            closeRun();
+            runStart = i;
+            runFirst = a;
+        }
+        runLast = b;
+    }
+    closeRun();
+    (void)plainCount;
+
+    // Combine repeated segments: their winding contributions add (and cancel
+    // out when they run both ways, or under even-odd when they come in pairs).
+    std::sort(edges.begin(), edges.end(), [](const InputEdge& l, const InputEdge& r) { return l.key < r.key; });
+    const bool evenOdd = m_rule == TriangulationFillRule::EvenOdd;
+    m_segments.clear();
+    for (std::size_t i = 0; i < edges.size();) {
+        std::size_t j = i;
+        int64_t sum = 0;
+        std::size_t count = 0;
+        while (j < edges.size() && edges[j].key == edges[i].key) {
+            sum += edges[j].delta;
+            ++count;
+            ++j;
+        }
+        const int64_t delta = evenOdd ? static_cast<int64_t>(count & 1) : sum;
+        if (delta != 0) {
+            if (delta > INT32_MAX / 4 || delta < -(INT32_MAX / 4)) FailTriangulation();
+            m_segments.push_back(MapSegment{static_cast<uint32_t>(edges[i].key >> 32),
+                                            static_cast<uint32_t>(edges[i].key & 0xffffffffu),
+                                            static_cast<int32_t>(delta)});
+        }
+        i = j;
+    }
+}
+
+bool Triangulator::insideLeftOf(uint32_t halfEdge) const {
+    const GraphEdge& e = m_graph[halfEdge >> 1];
+    if (e.segment == kNone) return true; // diagonals only run through inside trapezoids
+    const bool forward = (halfEdge & 1) == 0;
+    const uint32_t from = forward ? e.a : e.b;
+    const uint32_t to = forward ? e.b : e.a;
+    // Walking rightwards, the face on the left lies above the segment.
+    const uint32_t trap = (from < to) ? m_map->trapezoidAbove(e.segment) : m_map->trapezoidBelow(e.segment);
+    if (trap == kNone) FailTriangulation();
+    const int32_t w = m_map->trapezoids()[trap].winding;
+    return m_rule == TriangulationFillRule::EvenOdd ? (w & 1) != 0 : w != 0;
+}
+
+void Triangulator::buildFaces() {
+    const auto& traps = m_map->trapezoids();
+    const bool evenOdd = m_rule == TriangulationFillRule::EvenOdd;
+    m_graph.clear();
+    m_graph.reserve(m_segments.size() * 2);
+    for (uint32_t s = 0; s < m_segments.size(); ++s)
+        m_graph.push_back(GraphEdge{m_segments[s].left, m_segments[s].right, s});
+    for (const Trapezoid& t : traps) {
+        if (t.node == kNone) continue;
+        const bool inside = evenOdd ? (t.winding & 1) != 0 : t.winding != 0;
+        if (!inside) continue;
+        if (t.top == kNone || t.bottom == kNone || t.leftp == kNone || t.rightp == kNone) FailTriangulation();
+        const MapSegment& top = m_segments[t.top];
+        const MapSegment& bottom = m_segments[t.bottom];
+        const bool sameTop = t.leftp == top.left && t.rightp == top.right;
+        const bool sameBottom = t.leftp == bottom.left && t.rightp == bottom.right;
+        if (sameTop || sameBottom) continue;
+        if (t.leftp == t.rightp) continue;
+        // A side vertex that is the end of neither boundary segment lies inside
+        // the outline (a split or merge vertex); so do vertices that belong to
+        // different chains. Either way the diagonal cuts the region into
+        // monotone pieces.
+        m_graph.push_back(GraphEdge{t.leftp, t.rightp, kNone});
+    }
+
+    const std::size_t vertexCount = m_representative.size();
+    const std::size_t halfCount = m_graph.size() * 2;
+    m_outStart.assign(vertexCount + 1, 0);
+    for (const GraphEdge& e : m_graph) {
+        ++m_outStart[e.a + 1];
+        ++m_outStart[e.b + 1];
+    }
+    for (std::size_t v = 0; v < vertexCount; ++v) m_outStart[v + 1] += m_outStart[v];
+    m_outList.assign(halfCount, 0);
+    {
+        std::vector<uint32_t> fill(m_outStart.begin(), m_outStart.end() - 1);
+        for (uint32_t e = 0; e < m_graph.size(); ++e) {
+            m_outList[fill[m_graph[e].a]++] = 2 * e;
+            m_outList[fill[m_graph[e].b]++] = 2 * e + 1;
+        }
+    }
+    const VertexSet& v = m_vertices;
+    auto endsOf = [this](uint32_t h, uint32_t& from, uint32_t& to) {
+        const GraphEdge& e = m_graph[h >> 1];
+        from = (h & 1) ? e.b : e.a;
+        to = (h & 1) ? e.a : e.b;
+    };
+    // Counter-clockwise order of directions, starting from the positive x axis.
+    auto angleLess = [&](uint32_t h1, uint32_t h2) {
+        uint32_t f1, t1, f2, t2;
+        endsOf(h1, f1, t1);
+        endsOf(h2, f2, t2);
+        const double dx1 = v.x[t1] - v.x[f1], dy1 = v.y[t1] - v.y[f1];
+        const double dx2 = v.x[t2] - v.x[f2], dy2 = v.y[t2] - v.y[f2];
+        const bool upper1 = dy1 > 0.0 || (dy1 == 0.0 && dx1 > 0.0);
+        const bool upper2 = dy2 > 0.0 || (dy2 == 0.0 && dx2 > 0.0);
+        if (upper1 != upper2) return upper1;
+        return dx1 * dy2 - dy1 * dx2 > 0.0;
+    };
+    for (std::size_t vtx = 0; vtx < vertexCount; ++vtx) {
+        auto first = m_outList.begin() + m_outStart[vtx];
+        auto last = m_outList.begin() + m_outStart[vtx + 1];
+        std::sort(first, last, angleLess);
+        // Two edges leaving in the same direction overlap.
+        for (auto it = first; it + 1 < last; ++it)
+            if (!angleLess(*it, *(it + 1))) FailTriangulation();
+    }
+    m_position.assign(halfCount, 0);
+    for (uint32_t i = 0; i < halfCount; ++i) m_position[m_outList[i]] = i;
+}
+
+void Triangulator::traceFaces() {
+    const std::size_t halfCount = m_graph.size() * 2;
+    std::vector<uint8_t> visited(halfCount, 0);
+    std::vector<uint32_t> cycle;
+    std::vector<uint32_t> open; // current simple piece while splitting at repeated vertices
+    std::vector<uint32_t> slot(m_representative.size(), kNone);
+    for (uint32_t start = 0; start < halfCount; ++start) {
+        if (visited[start]) continue;
+        const bool inside = insideLeftOf(start);
+        cycle.clear();
+        uint32_t h = start;
+        std::size_t guard = 0;
+        do {
+            if (visited[h] || ++guard > halfCount) FailTriangulation();
+            visited[h] = 1;
+            const GraphEdge& e = m_graph[h >> 1];
+            const uint32_t from = (h & 1) ? e.b : e.a;
+            const uint32_t to = (h & 1) ? e.a : e.b;
+            cycle.push_back(from);
+            // Next edge of the face on the left: the one just clockwise of the way back.
+            const uint32_t back = m_position[h ^ 1];
+            const uint32_t prev = (back == m_outStart[to]) ? m_outStart[to + 1] - 1 : back - 1;
+            h = m_outList[prev];
+        } while (h != start);
+        if (!inside) continue;
+        if (insideLeftOf(start) != inside) FailTriangulation();
+
+        // A face may pass through a vertex twice where outlines touch; cut it
+        // there into simple polygons.
+        open.clear();
+        for (uint32_t vtx : cycle) {
+            if (slot[vtx] != kNone) {
+                const std::size_t at = slot[vtx];
+                emitPolygon(open.data() + at, open.size() - at);
+                for (std::size_t i = at + 1; i < open.size(); ++i) slot[open[i]] = kNone;
+                open.resize(at + 1);
+                continue;
+            }
+            slot[vtx] = static_cast<uint32_t>(open.size());
+            open.push_back(vtx);
+        }
+        emitPolygon(open.data(), open.size());
+        for (uint32_t vtx : open) slot[vtx] = kNone;
+    }
+}
+
+void Triangulator::emitTriangle(uint32_t a, uint32_t b, uint32_t c) {
+    const int o = m_vertices.orient(a, b, c);
+    if (o == 0) return;
+    m_triangles.push_back(a);
+    if (o > 0) {
+        m_triangles.push_back(b);
+        m_triangles.push_back(c);
+    } else {
+        m_triangles.push_back(c);
+        m_triangles.push_back(b);
+    }
+}
+
+// Triangulates a polygon given counter-clockwise that must be monotone in
+// (x, y) order: from its lowest-ranked vertex forwards to its highest runs
+// the lower chain, backwards the upper chain.
+void Triangulator::emitPolygon(const uint32_t* poly, std::size_t count) {
+    if (count < 3) return;
+    std::size_t minAt = 0, maxAt = 0;
+    for (std::size_t i = 1; i < count; ++i) {
+        if (poly[i] < poly[minAt]) minAt = i;
+        if (poly[i] > poly[maxAt]) maxAt = i;
+    }
+    // Merge both chains in increasing order; 0 marks the lower chain, 1 the upper.
+    m_sorted.clear();
+    m_chain.clear();
+    m_sorted.push_back(poly[minAt]);
+    m_chain.push_back(2);
+    std::size_t lo = (minAt + 1) % count;
+    std::size_t up = (minAt + count - 1) % count;
+    uint32_t lastLo = poly[minAt], lastUp = poly[minAt];
+    while (lo != maxAt || up != maxAt) {
+        const bool takeLower = (lo != maxAt) && (up == maxAt || poly[lo] < poly[up]);
+        if (takeLower) {
+            if (poly[lo] <= lastLo) FailTriangulation(); // not monotone
+            lastLo = poly[lo];
+            m_sorted.push_back(poly[lo]);
+            m_chain.push_back(0);
+            lo = (lo + 1) % count;
+        } else {
+            if (poly[up] <= lastUp) FailTriangulation();
+            lastUp = poly[up];
+            m_sorted.push_back(poly[up]);
+            m_chain.push_back(1);
+            up = (up + count - 1) % count;
+        }
+    }
+    m_sorted.push_back(poly[maxAt]);
+    m_chain.push_back(2);
+    if (m_sorted.size() != count) FailTriangulation();
+
+    // Area of the polygon (fan around its first vertex) to check the result against.
+    double polygonArea = 0.0, magnitude = 0.0;
+    const VertexSet& v = m_vertices;
+    for (std::size_t i = 1; i + 1 < count; ++i) {
+        const uint32_t a = poly[0], b = poly[i], c = poly[i + 1];
+        const double term = (v.x[b] - v.x[a]) * (v.y[c] - v.y[a]) - (v.y[b] - v.y[a]) * (v.x[c] - v.x[a]);
+        polygonArea += term;
+        magnitude += std::fabs(term);
+    }
+    if (!(polygonArea > 0.0)) FailTriangulation(); // inside faces run counter-clockwise
+    const std::size_t firstTriangle = m_triangles.size();
+
+    m_stack.clear();
+    m_stack.push_back(0);
+    m_stack.push_back(1);
+    for (std::size_t j = 2; j + 1 < count; ++j) {
+        const uint32_t u = m_sorted[j];
+        const uint8_t chain = m_chain[j];
+        if (chain != m_chain[m_stack.back()]) {
+            // Opposite chain: fan from u to every vertex on the stack.
+            while (m_stack.size() > 1) {
+                const std::size_t a = m_stack.back();
+                m_stack.pop_back();
+                emitTriangle(u, m_sorted[a], m_sorted[m_stack.back()]);
+            }
+            m_stack.clear();
+            m_stack.push_back(j - 1);
+            m_stack.push_back(j);
+        } else {
+            std::size_t lastPopped = m_stack.back();
+            m_stack.pop_back();
+            while (!m_stack.empty()) {
+                const std::size_t top = m_stack.back();
+                const int o = v.orient(m_sorted[top], m_sorted[lastPopped], u);
+                const bool convex = (chain == 0) ? o > 0 : o < 0;
+                if (!convex) break;
+                emitTriangle(u, m_sorted[lastPopped], m_sorted[top]);
+                lastPopped = top;
+                m_stack.pop_back();
+            }
+            m_stack.push_back(lastPopped);
+            m_stack.push_back(j);
+        }
+    }
+    const uint32_t last = m_sorted[count - 1];
+    while (m_stack.size() > 1) {
+        const std::size_t a = m_stack.back();
+        m_stack.pop_back();
+        emitTriangle(last, m_sorted[a], m_sorted[m_stack.back()]);
+    }
+
+    double triangleArea = 0.0;
+    for (std::size_t t = firstTriangle; t < m_triangles.size(); t += 3) {
+        const uint32_t a = m_triangles[t], b = m_triangles[t + 1], c = m_triangles[t + 2];
+        triangleArea += (v.x[b] - v.x[a]) * (v.y[c] - v.y[a]) - (v.y[b] - v.y[a]) * (v.x[c] - v.x[a]);
+    }
+    if (std::fabs(triangleArea - polygonArea) > 1e-9 * magnitude) FailTriangulation();
+}
+
+void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices) {
+    if (m_edgeIndices.size() % 2 != 0) FailTriangulation();
+    if (m_points.size() > 0xfffffffeu) FailTriangulation();
+    rankVertices();
+    collectSegments();
+    if (m_segments.empty()) return;
+
+    TrapezoidRepresentation map(m_vertices, m_segments);
+    map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd);
+    m_map = &map;
+    buildFaces();
+    m_triangles.clear();
+    traceFaces();
+    m_map = nullptr;
+
+    // Output only the vertices the triangles use, numbered in order of first use.
+    std::vector<uint32_t> outIndexOf(m_representative.size(), kNone);
+    outIndices.reserve(m_triangles.size());
+    for (uint32_t vtx : m_triangles) {
+        if (outIndexOf[vtx] == kNone) {
+            outIndexOf[vtx] = static_cast<uint32_t>(outPoints.size());
+            outPoints.push_back(m_points[m_representative[vtx]]);
+        }
+        outIndices.push_back(outIndexOf[vtx]);
+    }
+}
+
+} // namespace
+} // namespace impl
+
+bool TriangulatePoly(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edgeIndices,
+                     std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices,
+                     TriangulationFillRule rule, bool flag) {
+    outPoints.clear();
+    outIndices.clear();
+    try {
+        impl::Triangulator triangulator(points, edgeIndices, rule, flag);
+        triangulator.run(outPoints, outIndices);
+        return true;
+    } catch (const std::exception&) {
+        // Inconsistent input ("Shape triangulation failed") or exhausted memory:
+        // either way there is no trustworthy fill.
+    }
+    outPoints.clear();
+    outIndices.clear();
+    return false;
+}
+
+} // namespace kx
