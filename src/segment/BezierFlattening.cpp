@@ -12,7 +12,7 @@ namespace svg {
 
 namespace impl {
 
-const char* const kSegmentationLogTag = "segmentation";
+const char* const kSegmentationLogTag = "svg";
 const char* const kIndexOverflowMessage = "Index overflow during segmentation";
 
 bool CheckIndexOverflow(uint64_t currentCount, uint64_t extra)
