@@ -1,0 +1,404 @@
+// test_path_parser.cpp - path data to commands: grammar, messages, positions, numbers.
+#include <kx/svg/PathParser.h>
+#include <kx/system/kxStringUtils.h>
+
+#include "path/PathNumber.h"
+
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <utf8.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <list>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+using kx::svg::ConvertPathStringToCommands;
+using kx::svg::Path;
+using CT = kx::svg::Path::CommandType;
+
+namespace {
+
+struct ParseResult {
+    bool ok;
+    std::string error;
+    std::list<Path::Command> commands;
+};
+
+ParseResult Parse(const std::string& text)
+{
+    ParseResult r;
+    r.error = "<unset>";
+    r.ok = ConvertPathStringToCommands(text, r.commands, &r.error);
+    return r;
+}
+
+// The error message of a text that must fail.
+std::string ErrorOf(const std::string& text)
+{
+    ParseResult r = Parse(text);
+    EXPECT_FALSE(r.ok) << "accepted: " << text;
+    return r.error;
+}
+
+Path::Command Cmd(CT type, std::vector<float> args) { return Path::Command(type, std::move(args)); }
+
+std::vector<Path::Command> Vec(const std::list<Path::Command>& commands)
+{
+    return std::vector<Path::Command>(commands.begin(), commands.end());
+}
+
+std::string Describe(const std::list<Path::Command>& commands)
+{
+    std::string s;
+    for (const auto& c : commands) {
+        s += "MmLlAaHhVvCcSsZ"[static_cast<int>(c.type)];
+        for (float f : c.arguments) {
+            char buf[32];
+            std::snprintf(buf, sizeof buf, " %.9g", f);
+            s += buf;
+        }
+        s += ';';
+    }
+    return s;
+}
+
+uint32_t Bits(float f)
+{
+    uint32_t u;
+    std::memcpy(&u, &f, sizeof u);
+    return u;
+}
+
+} // namespace
+
+TEST(PathParser, EmptyAndWhiteSpaceOnlyTextsAreValid)
+{
+    for (const char* text : {"", " ", "   ", "\n", " \n \n "}) {
+        ParseResult r = Parse(text);
+        EXPECT_TRUE(r.ok) << '"' << text << '"';
+        EXPECT_TRUE(r.commands.empty());
+        EXPECT_EQ(r.error, "<unset>") << "the error is only written on failure";
+    }
+}
+
+TEST(PathParser, CommandsAndTheirNumbers)
+{
+    EXPECT_EQ(Describe(Parse("M10-20").commands), "M 10 -20;");
+    EXPECT_EQ(Describe(Parse("M 10,20 30,40").commands), "M 10 20;L 30 40;");
+    EXPECT_EQ(Describe(Parse("m 1 2 3 4 5 6").commands), "m 1 2;l 3 4;l 5 6;");
+    EXPECT_EQ(Describe(Parse("M 1 2 L 3 4 5 6").commands), "M 1 2;L 3 4;L 5 6;");
+    EXPECT_EQ(Describe(Parse("M0 0h1 2v-3V4H5").commands), "M 0 0;h 1;h 2;v -3;V 4;H 5;");
+    EXPECT_EQ(Describe(Parse("M0 0C1 2 3 4 5 6c-1-2-3-4-5-6").commands), "M 0 0;C 1 2 3 4 5 6;c -1 -2 -3 -4 -5 -6;");
+    EXPECT_EQ(Describe(Parse("M0 0S1 2 3 4 5 6 7 8s1,2,3,4").commands), "M 0 0;S 1 2 3 4;S 5 6 7 8;s 1 2 3 4;");
+    EXPECT_EQ(Describe(Parse("M 0 0 A 5 5 0 1 1 10 10").commands), "M 0 0;A 5 5 0 1 1 10 10;");
+    EXPECT_EQ(Describe(Parse("M0 0a1 2 30 0 1 4 5 6 7 8 1 0 9 10").commands),
+              "M 0 0;a 1 2 30 0 1 4 5;a 6 7 8 1 0 9 10;");
+    EXPECT_EQ(Describe(Parse("M 0 0 Z m 1 1 z").commands), "M 0 0;Z;m 1 1;Z;");
+    EXPECT_EQ(Describe(Parse("M0 0ZL1 1").commands), "M 0 0;Z;L 1 1;");
+    EXPECT_EQ(Describe(Parse(" \n M 1 2 \n L 3 4 \n ").commands), "M 1 2;L 3 4;");
+    EXPECT_EQ(Describe(Parse("M 1 2 M 3 4 5 6").commands), "M 1 2;M 3 4;L 5 6;");
+
+    // Arc flags are stored as 1.0 / 0.0 among the floats.
+    ParseResult arc = Parse("M 0 0 A 5 5 0 1 0 10 10");
+    ASSERT_TRUE(arc.ok);
+    EXPECT_EQ(Vec(arc.commands)[1], Cmd(CT::EllipticalArcAbs, {5, 5, 0, 1.0f, 0.0f, 10, 10}));
+
+    // Each command holds its own vector of exactly its count.
+    ParseResult many = Parse("M 1 2 3 4 5 6");
+    ASSERT_EQ(many.commands.size(), 3u);
+    for (const auto& c : many.commands) EXPECT_EQ(c.arguments.size(), 2u);
+}
+
+TEST(PathParser, NumberForms)
+{
+    EXPECT_EQ(Describe(Parse("M1.5.5").commands), "M 1.5 0.5;");
+    EXPECT_EQ(Describe(Parse("M.5.5").commands), "M 0.5 0.5;");
+    EXPECT_EQ(Describe(Parse("M1-2").commands), "M 1 -2;");
+    EXPECT_EQ(Describe(Parse("M1e-2-3").commands), "M 0.00999999978 -3;");
+    EXPECT_EQ(Describe(Parse("M1E+2+3").commands), "M 100 3;");
+    EXPECT_EQ(Describe(Parse("M0.5e1.5").commands), "M 5 0.5;");
+    EXPECT_EQ(Describe(Parse("M+1 -.5").commands), "M 1 -0.5;");
+    EXPECT_EQ(Describe(Parse("M1. 2.").commands), "M 1 2;");
+    EXPECT_EQ(Describe(Parse("M007 0010").commands), "M 7 10;");
+    EXPECT_EQ(Describe(Parse("M1e39 -1e39").commands), "M inf -inf;");
+    EXPECT_EQ(Describe(Parse("M1e-50 1e-45").commands), "M 0 1.40129846e-45;");
+    ParseResult negativeZero = Parse("M-0 0");
+    ASSERT_TRUE(negativeZero.ok);
+    EXPECT_TRUE(std::signbit(negativeZero.commands.front().arguments[0]));
+    // Malformed numbers: the taken characters are not one whole number.
+    EXPECT_EQ(ErrorOf("M 1e"), "Expected MoveTo sequence at position 4");
+    EXPECT_EQ(ErrorOf("M 1e+ 2"), "Expected MoveTo sequence at position 5");
+    EXPECT_EQ(ErrorOf("M 1e5.5 2"), "Expected MoveTo sequence at position 7");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1 - 2"), "Unmatched coordinate sequence after L at position 11");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1 . 2"), "Unmatched coordinate sequence after L at position 11");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1 e5"), "Unmatched coordinate sequence after L at position 12");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1 1ee"), "Unmatched coordinate sequence after L at position 13");
+}
+
+TEST(PathParser, MessagesAndPositions)
+{
+    EXPECT_EQ(ErrorOf("M 10 20, 30 40"), "Unsupported command in path @7 : , 30 40");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1 2, 3 4"), "Unsupported command in path @11 : , 3 4");
+    EXPECT_EQ(ErrorOf("L 1 2"), "Expected MoveTo sequence at position 0");
+    EXPECT_EQ(ErrorOf("  L 1 2"), "Expected MoveTo sequence at position 2");
+    EXPECT_EQ(ErrorOf("M 0 0 Q 1 1 2 2"), "Unsupported command in path @6 : Q 1 1 2 2");
+    EXPECT_EQ(ErrorOf("M 0 0 q 1 1 2 2"), "Unsupported command in path @6 : q 1 1 2 2");
+    EXPECT_EQ(ErrorOf("M 0 0 T 1 1"), "Unsupported command in path @6 : T 1 1");
+    EXPECT_EQ(ErrorOf("M 0 0 t 1 1"), "Unsupported command in path @6 : t 1 1");
+    EXPECT_EQ(ErrorOf("M 0 0 z 1 2"), "Unsupported command in path @8 : 1 2");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1"), "Unmatched coordinate sequence after L at position 9");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1 2 3"), "Unmatched coordinate sequence after L at position 13");
+    EXPECT_EQ(ErrorOf("M 0 0 C 1 2 3 4 5"), "Unmatched coordinate sequence after C at position 17");
+    EXPECT_EQ(ErrorOf("M 0 0 l 1,,2"), "Unmatched coordinate sequence after l at position 10");
+    EXPECT_EQ(ErrorOf("M 1,,2"), "Expected MoveTo sequence at position 4");
+    EXPECT_EQ(ErrorOf("M"), "Expected MoveTo sequence at position 1");
+    EXPECT_EQ(ErrorOf("M 0 0 L 1 2 M"), "Expected MoveTo sequence at position 13");
+    // Stray number characters after a move-to are read as its next pair.
+    EXPECT_EQ(ErrorOf("M 0 0 ."), "Expected MoveTo sequence at position 7");
+    EXPECT_EQ(ErrorOf("M 0 0 5"), "Expected MoveTo sequence at position 7");
+    EXPECT_EQ(ErrorOf("M 0 0Z."), "Unsupported command in path @6 : .");
+    EXPECT_EQ(ErrorOf("x"), "Expected MoveTo sequence at position 0");
+    // A letter followed by no numbers fails with an empty message.
+    EXPECT_EQ(ErrorOf("M 0 0 L"), "");
+    EXPECT_EQ(ErrorOf("M 0 0 H "), "");
+    EXPECT_EQ(ErrorOf("M 0 0 L,1 1"), "");
+}
+
+TEST(PathParser, StrictSeparators)
+{
+    // Tab and carriage return are not white space anywhere.
+    EXPECT_EQ(ErrorOf("M 0\t0"), "Expected MoveTo sequence at position 3");
+    EXPECT_EQ(ErrorOf("\tM 0 0"), "Expected MoveTo sequence at position 0");
+    EXPECT_EQ(ErrorOf("M 0 0\r\nL 1 1"), "Unsupported command in path @5 : \r\nL 1 1");
+    EXPECT_EQ(ErrorOf("M 0 0 L\t1 1"), "");
+    // One comma at most between two numbers of a group, with spaces around it.
+    EXPECT_TRUE(Parse("M 1 , 2").ok);
+    EXPECT_TRUE(Parse("M 1\n,\n2").ok);
+    // Compact arc flags are refused; spaced flags and numbers touching flags through a sign are fine.
+    EXPECT_EQ(ErrorOf("M 0 0 A 5 5 0 11 10 10"), "Expected instructions following elliptical-arc at position 8");
+    EXPECT_EQ(ErrorOf("M 0 0 A 5 5 0 1 110 10"), "Expected instructions following elliptical-arc at position 8");
+    EXPECT_EQ(ErrorOf("M0 0A5 5 0 0150 10"), "Expected instructions following elliptical-arc at position 5");
+    EXPECT_EQ(Describe(Parse("M0 0A5,5,0,1,0,-1,2").commands), "M 0 0;A 5 5 0 1 0 -1 2;");
+    EXPECT_EQ(Describe(Parse("M0 0A5 5 0 1 0-1-2").commands), "M 0 0;A 5 5 0 1 0 -1 -2;");
+    // A flag must be 0 or 1.
+    EXPECT_EQ(ErrorOf("M 0 0 A 5 5 0 2 1 10 10"), "Expected instructions following elliptical-arc at position 8");
+    EXPECT_EQ(ErrorOf("M 0 0 A 5 5 0 1.0 1 10 10"), "Expected instructions following elliptical-arc at position 8");
+    EXPECT_EQ(ErrorOf("M 0 0 A"), "Expected instructions following elliptical-arc at position 7");
+    // A broken later arc is dropped; its text then fails as an unsupported command,
+    // and the arc before it is already in the list.
+    ParseResult r = Parse("M 0 0 A 1 1 0 0 1 5 5 1 1");
+    EXPECT_FALSE(r.ok);
+    EXPECT_EQ(r.error, "Unsupported command in path @22 : 1 1");
+    EXPECT_EQ(Describe(r.commands), "M 0 0;A 1 1 0 0 1 5 5;");
+}
+
+TEST(PathParser, FailuresKeepTheCommandsAlreadyMadeAndAppendToTheList)
+{
+    std::list<Path::Command> commands;
+    commands.emplace_back(CT::ClosePath, std::vector<float>());
+    std::string error;
+    EXPECT_FALSE(ConvertPathStringToCommands("M 1 2 L 3 4 Q", commands, &error));
+    EXPECT_EQ(error, "Unsupported command in path @12 : Q");
+    EXPECT_EQ(Describe(commands), "Z;M 1 2;L 3 4;");
+    // The error pointer may be null.
+    EXPECT_FALSE(ConvertPathStringToCommands("Q", commands, nullptr));
+    EXPECT_TRUE(ConvertPathStringToCommands("M 5 6", commands, nullptr));
+    EXPECT_EQ(Describe(commands), "Z;M 1 2;L 3 4;M 5 6;");
+}
+
+TEST(PathParser, RestOfTextStopsAtTheFirstNulByte)
+{
+    EXPECT_EQ(ErrorOf(std::string("M 0 0 \0abc", 10)), "Unsupported command in path @6 : ");
+    EXPECT_EQ(ErrorOf(std::string("M 0 0 #x\0yz", 11)), "Unsupported command in path @6 : #x");
+}
+
+TEST(PathParser, Utf8)
+{
+    // Non-ASCII characters end numbers and are never commands.
+    EXPECT_EQ(ErrorOf("M 0 0 \xc3\xa9 1"), "Unsupported command in path @6 : \xc3\xa9 1");
+    EXPECT_EQ(ErrorOf("M 0\xc3\xa9" "0"), "Expected MoveTo sequence at position 3");
+    EXPECT_EQ(ErrorOf("M 0 0 \xe2\x80\x83L 1 1"), "Unsupported command in path @6 : \xe2\x80\x83L 1 1");
+    // Malformed sequences reached by the scanner throw the utf8 library's exceptions.
+    std::list<Path::Command> commands;
+    EXPECT_THROW(ConvertPathStringToCommands("M 0 0 \xff", commands, nullptr), utf8::invalid_utf8);
+    EXPECT_THROW(ConvertPathStringToCommands("M 0 0 \x80 1", commands, nullptr), utf8::invalid_utf8);
+    EXPECT_THROW(ConvertPathStringToCommands("M 0\xc3", commands, nullptr), utf8::not_enough_room);
+    EXPECT_THROW(ConvertPathStringToCommands("M 0 0 \xed\xa0\x80", commands, nullptr), utf8::invalid_code_point);
+    EXPECT_THROW(ConvertPathStringToCommands("M 0 0 \xf4\x90\x80\x80", commands, nullptr),
+                 utf8::invalid_code_point);
+    EXPECT_THROW(ConvertPathStringToCommands("\xc0\xaf", commands, nullptr), utf8::invalid_utf8);
+}
+
+TEST(PathParser, TokensCarryEveryGroupOfACommandAtOnce)
+{
+    std::vector<std::pair<char, std::vector<float>>> tokens;
+    kx::svg::PathVisitorStrToTokens visitor("M 1 2 3 4 l 5 6 7 8 z A 1 1 0 0 0 2 2 3 3 0 1 1 4 4",
+                                            [&tokens](char letter, std::vector<float>&& numbers) {
+                                                tokens.emplace_back(letter, std::move(numbers));
+                                            });
+    EXPECT_TRUE(visitor.visit());
+    EXPECT_EQ(visitor.getErrorString(), "");
+    ASSERT_EQ(tokens.size(), 4u);
+    EXPECT_EQ(tokens[0], std::make_pair('M', std::vector<float>{1, 2, 3, 4}));
+    EXPECT_EQ(tokens[1], std::make_pair('l', std::vector<float>{5, 6, 7, 8}));
+    EXPECT_EQ(tokens[2], std::make_pair('z', std::vector<float>{}));
+    EXPECT_EQ(tokens[3], std::make_pair('A', std::vector<float>{1, 1, 0, 0, 0, 2, 2, 3, 3, 0, 1, 1, 4, 4}));
+
+    // The visitor keeps its own copy of the text.
+    std::string text = "M 1 1";
+    kx::svg::PathVisitorStrToTokens copy(text, [](char, std::vector<float>&&) {});
+    text = "garbage";
+    EXPECT_TRUE(copy.visit());
+}
+
+// ---------------------------------------------------------------- number conversion
+
+TEST(PathNumber, SpecialFormsAgreeWithStrtof)
+{
+    struct Case {
+        const char* text;
+        bool accepted;
+    };
+    const Case cases[] = {
+        {"1", true},    {"1e", false},   {"1e+", false},   {"1e-", false},   {".", false},      {"-", false},
+        {"+", false},   {"e5", false},   {"1e5.5", false}, {"1.", true},     {".5", true},      {"-.5", true},
+        {"+1", true},   {"+.5", true},   {"-0", true},     {"1e39", true},   {"-1e39", true},   {"1e-50", true},
+        {"1e-45", true}, {"1e-38", true}, {"00012", true},  {"1e+5", true},   {"1E5", true},     {"1e5e", false},
+        {"1ee5", false}, {"-e5", false},  {"--1", false},   {"1e--5", false}, {"1e+-5", false},  {"-.", false},
+        {".e1", false},  {"0e0", true},   {"3.4028235e38", true}, {"3.4028236e38", true},
+        {"1e99999999999999999999", true}, {"0e99999999999999999999", true}, {"1e-99999999999999999999", true},
+    };
+    for (const Case& c : cases) {
+        const char* end = c.text + std::strlen(c.text);
+        float fast = -123.0f, reference = -123.0f;
+        const bool fastOk = kx::svg::impl::ConvertPathNumber(c.text, end, fast);
+        const bool refOk = kx::svg::impl::ConvertPathNumberStrtof(c.text, end, reference);
+        EXPECT_EQ(refOk, c.accepted) << c.text;
+        EXPECT_EQ(fastOk, refOk) << c.text;
+        if (fastOk && refOk) {
+            EXPECT_EQ(Bits(fast), Bits(reference)) << c.text;
+        }
+    }
+    float v = 0.0f;
+    ASSERT_TRUE(kx::svg::impl::ConvertPathNumber("1e39", "1e39" + 4, v));
+    EXPECT_TRUE(std::isinf(v));
+    // The taken characters only: the next character is not looked at.
+    const char* hex = "0x1";
+    ASSERT_TRUE(kx::svg::impl::ConvertPathNumber(hex, hex + 1, v));
+    EXPECT_EQ(v, 0.0f);
+    // Very long texts (beyond any fixed buffer) still convert exactly.
+    std::string longText = "0." + std::string(200, '0') + "1e201";
+    ASSERT_TRUE(kx::svg::impl::ConvertPathNumber(longText.data(), longText.data() + longText.size(), v));
+    EXPECT_EQ(v, 1.0f);
+    std::string longDigits(300, '9');
+    ASSERT_TRUE(kx::svg::impl::ConvertPathNumber(longDigits.data(), longDigits.data() + longDigits.size(), v));
+    EXPECT_TRUE(std::isinf(v));
+}
+
+TEST(PathNumber, FastPathMatchesStrtofOnGeneratedTexts)
+{
+    std::mt19937 rng(20260222);
+    auto check = [](const std::string& text) {
+        float fast = 0.0f, reference = 0.0f;
+        const char* b = text.data();
+        const char* e = b + text.size();
+        const bool fastOk = kx::svg::impl::ConvertPathNumber(b, e, fast);
+        const bool refOk = kx::svg::impl::ConvertPathNumberStrtof(b, e, reference);
+        ASSERT_EQ(fastOk, refOk) << text;
+        if (fastOk) {
+            ASSERT_EQ(Bits(fast), Bits(reference)) << text;
+        }
+    };
+    // Random strings over exactly the characters the scanner can take.
+    const char alphabet[] = "0123456789eE+-.";
+    std::uniform_int_distribution<int> length(1, 10);
+    std::uniform_int_distribution<int> pick(0, 14);
+    for (int i = 0; i < 100000; ++i) {
+        std::string text;
+        const int n = length(rng);
+        for (int k = 0; k < n; ++k) text += alphabet[pick(rng)];
+        check(text);
+        if (HasFatalFailure()) return;
+    }
+    // Printed floats of every magnitude, including denormals, halfway cases and overflow.
+    std::uniform_int_distribution<uint32_t> bits(0, 0xffffffffu);
+    const char* formats[] = {"%.9g", "%.17g", "%.6e", "%.3f", "%.30e", "%.8g"};
+    char buf[128];
+    for (int i = 0; i < 60000; ++i) {
+        uint32_t u = bits(rng);
+        float f;
+        std::memcpy(&f, &u, sizeof f);
+        if (std::isnan(f) || std::isinf(f)) continue;
+        std::snprintf(buf, sizeof buf, formats[i % 6], static_cast<double>(f));
+        check(buf);
+        // Halfway between two neighbouring floats: the rounding case.
+        const double next = std::nextafter(static_cast<double>(f), static_cast<double>(INFINITY));
+        std::snprintf(buf, sizeof buf, "%.25e", (static_cast<double>(f) + static_cast<double>(std::nextafterf(f, INFINITY))) / 2.0);
+        check(buf);
+        std::snprintf(buf, sizeof buf, "%.20e", next);
+        check(buf);
+        if (HasFatalFailure()) return;
+    }
+    for (int exponent = -60; exponent <= 60; ++exponent) {
+        for (const char* mantissa : {"1", "9.99999", "3.4028235", "1.17549435", "1.4012984", "0.7006492", "5"}) {
+            std::snprintf(buf, sizeof buf, "%se%d", mantissa, exponent);
+            check(buf);
+            std::snprintf(buf, sizeof buf, "-%se%+d", mantissa, exponent);
+            check(buf);
+        }
+    }
+}
+
+// ---------------------------------------------------------------- corpus
+
+TEST(PathParserCorpus, EveryPathOfTheCorpusParsesOrFailsWithAKnownMessage)
+{
+    KXTEST_REQUIRE_CORPUS(corpus);
+    const std::vector<std::string> files = kxtest::listSvgFiles(corpus);
+    ASSERT_FALSE(files.empty());
+    const char* prefixes[] = {"Unmatched coordinate sequence after ", "Expected instructions following elliptical-arc",
+                              "Unsupported command in path @", "Expected MoveTo sequence at position ",
+                              "Unrecognized sequence at position "};
+    size_t paths = 0, failures = 0, numbers = 0;
+    // Every fourth file keeps the run short; the large drawings are for benchmarks.
+    for (size_t i = 0; i < files.size(); i += 4) {
+        if (files[i].find("/large/") != std::string::npos) continue;
+        std::string content;
+        if (!kxtest::readFile(files[i], content)) continue;
+        // The text of every ` d="..."` attribute.
+        for (size_t at = content.find(" d=\""); at != std::string::npos; at = content.find(" d=\"", at + 4)) {
+            const size_t start = at + 4;
+            const size_t end = content.find('"', start);
+            if (end == std::string::npos) break;
+            const std::string d = content.substr(start, end - start);
+            std::list<Path::Command> commands;
+            std::string error;
+            bool ok = false;
+            try {
+                ok = ConvertPathStringToCommands(d, commands, &error);
+            } catch (const utf8::exception&) {
+                continue;
+            }
+            ++paths;
+            if (ok) {
+                for (const auto& c : commands) numbers += c.arguments.size();
+                continue;
+            }
+            ++failures;
+            bool known = error.empty();
+            for (const char* p : prefixes) known = known || error.rfind(p, 0) == 0;
+            EXPECT_TRUE(known) << files[i] << ": " << error;
+        }
+    }
+    EXPECT_GT(paths, 1000u);
+    EXPECT_GT(numbers, paths);
+    // Most real drawings are valid even under the strict grammar; the rest use
+    // compact arc flags or quadratic curves (about one path in seven).
+    EXPECT_LT(failures * 4, paths);
+}
