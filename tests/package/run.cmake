@@ -1,0 +1,35 @@
+# Configures, builds and runs the consumer project against a kxSvg build tree.
+# Variables: SOURCE (this folder), BINARY (a scratch build folder), KXSVG_DIR
+# (the kxSvg build tree), optionally CXX_COMPILER and EXTRA_FLAGS (for example
+# the sanitizer flags the library was built with).
+foreach(var SOURCE BINARY KXSVG_DIR)
+  if(NOT DEFINED ${var})
+    message(FATAL_ERROR "run.cmake needs -D${var}=...")
+  endif()
+endforeach()
+
+file(REMOVE_RECURSE "${BINARY}")
+set(configure_args -S "${SOURCE}" -B "${BINARY}" "-DkxSvg_DIR=${KXSVG_DIR}")
+if(CXX_COMPILER)
+  list(APPEND configure_args "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}")
+endif()
+if(EXTRA_FLAGS)
+  list(APPEND configure_args "-DCMAKE_CXX_FLAGS=${EXTRA_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${EXTRA_FLAGS}")
+endif()
+
+execute_process(COMMAND "${CMAKE_COMMAND}" ${configure_args} RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "configuring the consumer failed")
+endif()
+execute_process(COMMAND "${CMAKE_COMMAND}" --build "${BINARY}" RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "building the consumer failed")
+endif()
+execute_process(COMMAND "${BINARY}/consumer" RESULT_VARIABLE result OUTPUT_VARIABLE output)
+message(STATUS "consumer output:\n${output}")
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "the consumer failed (${result})")
+endif()
+if(NOT output MATCHES "version 3\\.0\\.0\\.1297 #[0-9a-f]+ 2026-2\nchildren 1 manager yes")
+  message(FATAL_ERROR "unexpected consumer output")
+endif()
