@@ -1,0 +1,75 @@
+// Common.h - what every kxsvg subcommand shares: input, loading, output, frames.
+#ifndef KXSVG_TOOL_COMMON_H
+#define KXSVG_TOOL_COMMON_H
+
+#include <kx/svg/Svg.h>
+
+#include <list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kxsvg {
+
+/// Exit statuses of the tool.
+enum ExitStatus { ExitOk = 0, ExitFailed = 1, ExitUsage = 2 };
+
+/// A problem with the command line itself (exit status 2).
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Keeps the library initialised for the lifetime of the tool.
+class LibraryScope {
+public:
+    LibraryScope() { kx::svg::initializeKxSvg(); }
+    ~LibraryScope() { kx::svg::terminateKxSvg(); }
+    LibraryScope(const LibraryScope&) = delete;
+    LibraryScope& operator=(const LibraryScope&) = delete;
+};
+
+/// Reads a whole file, or standard input for "-". Returns false with `error` set.
+bool readInput(const std::string& path, std::string& bytes, std::string& error);
+/// Writes bytes to a file, or standard output for "-". Returns false with `error` set.
+bool writeOutput(const std::string& path, const std::string& bytes, std::string& error);
+
+/// A drawing loaded through the library's device interface.
+struct LoadedDrawing {
+    kx::svg::ItemInterfacePointer<kx::svg::ItemInterface> root;
+    std::list<std::string> messages;
+    bool loaded = false;
+};
+
+/// Loads SVG bytes whatever the file name says (strict: unsupported content fails the load).
+LoadedDrawing loadDrawing(const std::string& bytes, bool strict);
+
+/// Reads and loads one file; a file that cannot be read gives loaded false and one message.
+LoadedDrawing loadFile(const std::string& path, bool strict);
+
+/// The area to show: the document's valid view box, else the estimated box of the content.
+/// Returns false when neither gives a box with a positive width and height.
+bool drawingFrame(const kx::svg::ItemInterface& root, kx::svg::BoundingBox& frame);
+
+/// The root as a group the segmenter can walk: the root itself when it is a group,
+/// else a new group holding it.
+std::shared_ptr<const kx::svg::Node> asGroup(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root);
+
+/// Flattens a drawing and counts the fills that could not be triangulated.
+struct Flattened {
+    std::list<std::shared_ptr<kx::svg::SegmentedPrimitive>> primitives;
+    bool hasError = false;
+    int fillFailures = 0;
+};
+Flattened flatten(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root);
+
+/// Shortest text that reads back as the same float, in the classic locale.
+std::string formatNumber(float value);
+
+/// Lower-cased extension of a path, without the dot ("" when none).
+std::string lowerExtension(const std::string& path);
+
+} // namespace kxsvg
+
+#endif
