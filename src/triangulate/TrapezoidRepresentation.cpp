@@ -19,6 +19,18 @@ void FailTriangulation() {
     throw std::runtime_error("Shape triangulation failed");
 }
 
+namespace {
+
+[[noreturn]] void SplitAt(const MapSegment& s, uint32_t vertex) {
+    throw SegmentSplit{s.left, s.right, vertex};
+}
+
+bool strictlyInside(const MapSegment& s, uint32_t v) {
+    return s.left < v && v < s.right;
+}
+
+} // namespace
+
 TrapezoidRepresentation::TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments)
     : m_vertices(vertices), m_segments(segments) {}
 
@@ -57,9 +69,15 @@ uint32_t TrapezoidRepresentation::locate(uint32_t p, uint32_t q) const {
             const MapSegment& t = m_segments[node.key];
             int side = m_vertices.orient(t.left, t.right, p);
             if (side == 0) {
-                if (p != t.left) FailTriangulation(); // p lies inside another segment
+                if (strictlyInside(t, p)) SplitAt(t, p); // p touches the inside of t
+                if (p != t.left) FailTriangulation();
                 side = m_vertices.orient(t.left, t.right, q);
-                if (side == 0) FailTriangulation(); // overlapping collinear segments
+                if (side == 0) {
+                    // Collinear from a shared left end: the shorter one ends inside the other.
+                    if (q < t.right) SplitAt(t, q);
+                    if (q > t.right) SplitAt(MapSegment{p, q, 0}, t.right);
+                    FailTriangulation();
+                }
             }
             n = (side > 0) ? node.first : node.second;
             break;
@@ -78,23 +96,33 @@ void TrapezoidRepresentation::checkAgainstBoundary(const MapSegment& s, uint32_t
     const VertexSet& v = m_vertices;
     if (s.left == t.left || s.right == t.right) {
         const uint32_t other = (s.left == t.left) ? s.right : s.left;
-        if (v.orient(t.left, t.right, other) == 0) FailTriangulation(); // overlap from a shared end
-        return;
+        if (v.orient(t.left, t.right, other) != 0) return;
+        // Collinear from a shared end: an end of one lies inside the other.
+        if (strictlyInside(t, other)) SplitAt(t, other);
+        const uint32_t tOther = (s.left == t.left) ? t.right : t.left;
+        if (strictlyInside(s, tOther)) SplitAt(s, tOther);
+        FailTriangulation();
     }
     if (s.left == t.right || s.right == t.left) return; // consecutive, lexicographically disjoint
     const int o1 = v.orient(s.left, s.right, t.left);
     const int o2 = v.orient(s.left, s.right, t.right);
+    if (o1 * o2 > 0) return;
+    const int o3 = v.orient(t.left, t.right, s.left);
+    const int o4 = v.orient(t.left, t.right, s.right);
     if (o1 == 0 && o2 == 0) {
         // Collinear: they overlap when their lexicographic ranges do.
         const uint32_t lo = s.left > t.left ? s.left : t.left;
         const uint32_t hi = s.right < t.right ? s.right : t.right;
-        if (lo < hi) FailTriangulation();
+        if (lo >= hi) return;
+    } else if (o3 * o4 > 0) {
         return;
     }
-    if (o1 * o2 > 0) return;
-    const int o3 = v.orient(t.left, t.right, s.left);
-    const int o4 = v.orient(t.left, t.right, s.right);
-    if (o3 * o4 > 0) return;
+    // The segments meet. Touching at an end is a legal drawing handled by
+    // splitting; a proper crossing is not.
+    if (o1 == 0 && strictlyInside(s, t.left)) SplitAt(s, t.left);
+    if (o2 == 0 && strictlyInside(s, t.right)) SplitAt(s, t.right);
+    if (o3 == 0 && strictlyInside(t, s.left)) SplitAt(t, s.left);
+    if (o4 == 0 && strictlyInside(t, s.right)) SplitAt(t, s.right);
     FailTriangulation();
 }
 
@@ -115,7 +143,7 @@ void TrapezoidRepresentation::insert(uint32_t segment) {
         const uint32_t r = t.rightp;
         if (r == kNone || q <= r) break;
         const int side = m_vertices.orient(p, q, r);
-        if (side == 0) FailTriangulation(); // a vertex inside the new segment
+        if (side == 0) SplitAt(s, r); // a vertex inside the new segment
         d = (side > 0) ? t.lowerRight : t.upperRight;
         if (d == kNone || m_path.size() > m_traps.size()) FailTriangulation();
     }

@@ -14,6 +14,15 @@ constexpr uint32_t kNone = 0xffffffffu;
 /// Throws std::runtime_error("Shape triangulation failed").
 [[noreturn]] void FailTriangulation();
 
+/// Thrown while building the map when vertex `vertex` lies inside segment
+/// (`left`, `right`): the caller splits that segment at the vertices on it and
+/// builds again. Not an error by itself: outlines may touch that way.
+struct SegmentSplit {
+    uint32_t left;
+    uint32_t right;
+    uint32_t vertex;
+};
+
 /// Vertices are identified by their rank in lexicographic (x, y) order, so
 /// "left of" is an integer comparison. Sorting by (x, y) amounts to a
 /// symbolic shear of the plane: no two vertices share an abscissa any more and

@@ -24,6 +24,7 @@ namespace impl {
 namespace {
 
 constexpr uint32_t kSeed = 0x5eed1234u;
+constexpr std::size_t kMaxRebuilds = 256;
 
 struct InputEdge {
     uint64_t key; // (low vertex << 32) | high vertex
@@ -47,6 +48,8 @@ public:
 private:
     void rankVertices();
     void collectSegments();
+    void mergeSegments(std::vector<InputEdge>& edges);
+    void splitSegment(uint32_t left, uint32_t right);
     void buildFaces();
     void traceFaces();
     void emitPolygon(const uint32_t* poly, std::size_t count);
@@ -140,7 +143,6 @@ void Triangulator::collectSegments() {
     // so closed outlines listed in any order are left alone.
     std::size_t runStart = kNone;
     uint32_t runFirst = kNone, runLast = kNone;
-    const std::size_t plainCount = edges.size();
     auto closeRun = [&]() {
         if (runStart == kNone || runFirst == runLast) return;
         if (oddDegree[runFirst] && oddDegree[runLast]) addEdge(runLast, runFirst);
@@ -156,23 +158,24 @@ void Triangulator::collectSegments() {
         runLast = b;
     }
     closeRun();
-    (void)plainCount;
 
-    // Combine repeated segments: their winding contributions add (and cancel
-    // out when they run both ways, or under even-odd when they come in pairs).
+    mergeSegments(edges);
+}
+
+// Combines repeated segments: their winding contributions add up (and cancel
+// out when they run both ways, or under even-odd when they come in pairs).
+void Triangulator::mergeSegments(std::vector<InputEdge>& edges) {
     std::sort(edges.begin(), edges.end(), [](const InputEdge& l, const InputEdge& r) { return l.key < r.key; });
     const bool evenOdd = m_rule == TriangulationFillRule::EvenOdd;
     m_segments.clear();
     for (std::size_t i = 0; i < edges.size();) {
         std::size_t j = i;
         int64_t sum = 0;
-        std::size_t count = 0;
         while (j < edges.size() && edges[j].key == edges[i].key) {
             sum += edges[j].delta;
-            ++count;
             ++j;
         }
-        const int64_t delta = evenOdd ? static_cast<int64_t>(count & 1) : sum;
+        const int64_t delta = evenOdd ? (sum & 1) : sum;
         if (delta != 0) {
             if (delta > INT32_MAX / 4 || delta < -(INT32_MAX / 4)) FailTriangulation();
             m_segments.push_back(MapSegment{static_cast<uint32_t>(edges[i].key >> 32),
@@ -181,6 +184,33 @@ void Triangulator::collectSegments() {
         }
         i = j;
     }
+}
+
+// Cuts segment (left, right) at every vertex lying inside it, so that outlines
+// touching it there meet at a shared vertex, then merges the pieces with the
+// other segments. Vertices are ranked in (x, y) order, so the ones inside the
+// segment have ranks between its ends and come in order along it.
+void Triangulator::splitSegment(uint32_t left, uint32_t right) {
+    std::vector<InputEdge> edges;
+    edges.reserve(m_segments.size() + 16);
+    bool found = false;
+    for (const MapSegment& s : m_segments) {
+        if (s.left != left || s.right != right) {
+            edges.push_back(InputEdge{(uint64_t(s.left) << 32) | s.right, s.delta});
+            continue;
+        }
+        found = true;
+        uint32_t from = left;
+        for (uint32_t v = left + 1; v < right; ++v) {
+            if (m_vertices.orient(left, right, v) != 0) continue;
+            edges.push_back(InputEdge{(uint64_t(from) << 32) | v, s.delta});
+            from = v;
+        }
+        if (from == left) FailTriangulation(); // nothing to split at: inconsistent report
+        edges.push_back(InputEdge{(uint64_t(from) << 32) | right, s.delta});
+    }
+    if (!found) FailTriangulation();
+    mergeSegments(edges);
 }
 
 bool Triangulator::insideLeftOf(uint32_t halfEdge) const {
@@ -431,7 +461,19 @@ void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<
     if (m_segments.empty()) return;
 
     TrapezoidRepresentation map(m_vertices, m_segments);
-    map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd);
+    // Outlines touching inside a segment are found while building; the segment
+    // is then cut there and the map rebuilt. Real drawings have few such
+    // contacts; a pathological number of them is refused.
+    for (std::size_t attempt = 0;; ++attempt) {
+        try {
+            map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd);
+            break;
+        } catch (const SegmentSplit& split) {
+            if (attempt >= kMaxRebuilds) FailTriangulation();
+            splitSegment(split.left, split.right);
+            if (m_segments.empty()) return;
+        }
+    }
     m_map = &map;
     buildFaces();
     m_triangles.clear();
@@ -462,7 +504,7 @@ bool TriangulatePoly(const std::vector<Wm4::Vector2<float>>& points, const std::
         impl::Triangulator triangulator(points, edgeIndices, rule, flag);
         triangulator.run(outPoints, outIndices);
         return true;
-    } catch (const std::exception&) {
+    } catch (...) {
         // Inconsistent input ("Shape triangulation failed") or exhausted memory:
         // either way there is no trustworthy fill.
     }

@@ -1,0 +1,633 @@
+// Tests of kx::TriangulatePoly: every fill is checked by properties computed
+// independently of the triangulator (area, coverage of sample points, vertex
+// origin), over generated polygons, rotated and in both orientations.
+#include <kx/svg/Triangulate.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Point = Wm4::Vector2<float>;
+using Rule = kx::TriangulationFillRule;
+
+struct Shape {
+    std::vector<Point> points;
+    std::vector<unsigned int> edges;
+
+    // Appends a closed chain through the given points.
+    void addChain(const std::vector<Point>& chain, bool reversed = false) {
+        const unsigned int base = static_cast<unsigned int>(points.size());
+        const std::size_t n = chain.size();
+        for (std::size_t i = 0; i < n; ++i) points.push_back(chain[reversed ? n - 1 - i : i]);
+        for (std::size_t i = 0; i < n; ++i) {
+            edges.push_back(base + static_cast<unsigned int>(i));
+            edges.push_back(base + static_cast<unsigned int>((i + 1) % n));
+        }
+    }
+};
+
+double cross(const Point& o, const Point& a, const Point& b) {
+    return (double(a.X()) - o.X()) * (double(b.Y()) - o.Y()) - (double(a.Y()) - o.Y()) * (double(b.X()) - o.X());
+}
+
+// Even-odd or non-zero membership of p, by casting a ray to +x over the segments.
+int windingAt(const Shape& s, double px, double py, bool* nearEdge) {
+    int winding = 0, crossings = 0;
+    for (std::size_t i = 0; i + 1 < s.edges.size(); i += 2) {
+        const Point& a = s.points[s.edges[i]];
+        const Point& b = s.points[s.edges[i + 1]];
+        const double ax = a.X(), ay = a.Y(), bx = b.X(), by = b.Y();
+        // Distance test so that samples on the boundary are ignored.
+        const double dx = bx - ax, dy = by - ay, len2 = dx * dx + dy * dy;
+        if (len2 > 0) {
+            double t = ((px - ax) * dx + (py - ay) * dy) / len2;
+            t = t < 0 ? 0 : (t > 1 ? 1 : t);
+            const double ex = ax + t * dx - px, ey = ay + t * dy - py;
+            if (ex * ex + ey * ey < 1e-8) *nearEdge = true;
+        }
+        if ((ay > py) != (by > py)) {
+            const double x = ax + (py - ay) * (bx - ax) / (by - ay);
+            if (x > px) {
+                ++crossings;
+                winding += (by > ay) ? 1 : -1;
+            }
+        }
+    }
+    (void)crossings;
+    return winding;
+}
+
+bool insideByRule(const Shape& s, Rule rule, double px, double py, bool* nearEdge) {
+    const int w = windingAt(s, px, py, nearEdge);
+    return rule == Rule::EvenOdd ? (w & 1) != 0 : w != 0;
+}
+
+struct Result {
+    bool ok = false;
+    std::vector<Point> points;
+    std::vector<unsigned int> indices;
+};
+
+Result triangulate(const Shape& s, Rule rule = Rule::EvenOdd, bool flag = true) {
+    Result r;
+    r.ok = kx::TriangulatePoly(s.points, s.edges, r.points, r.indices, rule, flag);
+    return r;
+}
+
+double scaleOf(const Point& a, const Point& b, const Point& c) {
+    const double s = std::max({std::fabs(a.X()), std::fabs(a.Y()), std::fabs(b.X()), std::fabs(b.Y()),
+                               std::fabs(c.X()), std::fabs(c.Y()), 1.0f});
+    return s * s;
+}
+
+double triangleArea(const Result& r, std::size_t t) {
+    return 0.5 * cross(r.points[r.indices[t]], r.points[r.indices[t + 1]], r.points[r.indices[t + 2]]);
+}
+
+// Checks a successful triangulation against the input by independent means.
+// `expectedArea` < 0 means "do not compare the area".
+void checkFill(const Shape& s, const Result& r, Rule rule, double expectedArea, const std::string& what,
+               int samples = 300) {
+    SCOPED_TRACE(what);
+    ASSERT_TRUE(r.ok);
+    ASSERT_EQ(r.indices.size() % 3, 0u);
+    // Every output vertex is an input vertex.
+    for (const Point& p : r.points) {
+        bool found = false;
+        for (const Point& q : s.points) {
+            if (q.X() == p.X() && q.Y() == p.Y()) {
+                found = true;
+                break;
+            }
+        }
+        ASSERT_TRUE(found) << p.X() << "," << p.Y();
+    }
+    double area = 0.0;
+    float minX = 1e30f, minY = 1e30f, maxX = -1e30f, maxY = -1e30f;
+    for (const Point& p : s.points) {
+        minX = std::min(minX, p.X());
+        maxX = std::max(maxX, p.X());
+        minY = std::min(minY, p.Y());
+        maxY = std::max(maxY, p.Y());
+    }
+    for (std::size_t t = 0; t < r.indices.size(); t += 3) {
+        ASSERT_LT(r.indices[t + 2], r.points.size());
+        const double a = triangleArea(r, t);
+        EXPECT_GT(a, 0.0) << "triangle " << t / 3 << " is not counter-clockwise";
+        area += a;
+        // The centroid lies in the filled area.
+        const Point& p0 = r.points[r.indices[t]];
+        const Point& p1 = r.points[r.indices[t + 1]];
+        const Point& p2 = r.points[r.indices[t + 2]];
+        const double cx = (double(p0.X()) + p1.X() + p2.X()) / 3, cy = (double(p0.Y()) + p1.Y() + p2.Y()) / 3;
+        bool near = false;
+        const bool in = insideByRule(s, rule, cx, cy, &near);
+        if (!near) {
+            EXPECT_TRUE(in) << "centroid of triangle " << t / 3 << " outside: " << cx << "," << cy;
+        }
+    }
+    if (expectedArea >= 0.0) {
+        const double scale = std::max(1.0, double(maxX - minX) * double(maxY - minY));
+        EXPECT_NEAR(area, expectedArea, 1e-5 * scale);
+    }
+    // Sample points: covered by exactly one triangle inside, none outside.
+    std::mt19937 rng(12345);
+    std::uniform_real_distribution<double> ux(minX, maxX), uy(minY, maxY);
+    for (int i = 0; i < samples; ++i) {
+        const double px = ux(rng), py = uy(rng);
+        bool near = false;
+        const bool in = insideByRule(s, rule, px, py, &near);
+        int covered = 0;
+        for (std::size_t t = 0; t < r.indices.size(); t += 3) {
+            const Point& a = r.points[r.indices[t]];
+            const Point& b = r.points[r.indices[t + 1]];
+            const Point& c = r.points[r.indices[t + 2]];
+            const Point p(static_cast<float>(px), static_cast<float>(py));
+            const double d1 = cross(a, b, p), d2 = cross(b, c, p), d3 = cross(c, a, p);
+            const double eps = 1e-9 * scaleOf(a, b, c);
+            if (std::fabs(d1) < eps || std::fabs(d2) < eps || std::fabs(d3) < eps) {
+                near = true;
+                continue;
+            }
+            if (d1 > 0 && d2 > 0 && d3 > 0) ++covered;
+        }
+        if (near) continue;
+        EXPECT_EQ(covered, in ? 1 : 0) << "sample " << px << "," << py;
+        if (::testing::Test::HasFailure()) return;
+    }
+}
+
+} // namespace
+
+namespace {
+
+// ---------------------------------------------------------------- generators
+
+std::vector<Point> regular(int n, double cx, double cy, double radius, double phase = 0.0) {
+    std::vector<Point> pts;
+    for (int i = 0; i < n; ++i) {
+        const double a = phase + 2 * M_PI * i / n;
+        pts.emplace_back(static_cast<float>(cx + radius * std::cos(a)), static_cast<float>(cy + radius * std::sin(a)));
+    }
+    return pts;
+}
+
+std::vector<Point> rect(double x0, double y0, double x1, double y1) {
+    return {Point(float(x0), float(y0)), Point(float(x1), float(y0)), Point(float(x1), float(y1)),
+            Point(float(x0), float(y1))};
+}
+
+double shoelace(const std::vector<Point>& pts) {
+    double a = 0;
+    for (std::size_t i = 1; i + 1 < pts.size(); ++i) a += cross(pts[0], pts[i], pts[i + 1]);
+    return 0.5 * a;
+}
+
+// A star-shaped polygon with random radii (simple by construction).
+std::vector<Point> randomStar(std::mt19937& rng, int n, double rMin, double rMax) {
+    std::uniform_real_distribution<double> ur(rMin, rMax);
+    std::vector<Point> pts;
+    for (int i = 0; i < n; ++i) {
+        const double a = 2 * M_PI * i / n;
+        const double r = ur(rng);
+        pts.emplace_back(static_cast<float>(r * std::cos(a)), static_cast<float>(r * std::sin(a)));
+    }
+    return pts;
+}
+
+// A comb: a bar along the bottom with `teeth` vertical teeth.
+std::vector<Point> comb(int teeth) {
+    std::vector<Point> pts;
+    pts.emplace_back(0.0f, 0.0f);
+    pts.emplace_back(float(2 * teeth - 1), 0.0f);
+    for (int i = teeth - 1; i >= 0; --i) {
+        pts.emplace_back(float(2 * i + 1), 5.0f);
+        pts.emplace_back(float(2 * i), 5.0f);
+        if (i > 0) {
+            pts.emplace_back(float(2 * i), 1.0f);
+            pts.emplace_back(float(2 * i - 1), 1.0f);
+        }
+    }
+    return pts;
+}
+
+// A thick spiral outline: out along one arm and back along the other.
+std::vector<Point> spiral(int stepsPerTurn, int turns) {
+    std::vector<Point> inner, outer;
+    const int n = stepsPerTurn * turns;
+    for (int i = 0; i <= n; ++i) {
+        const double a = 2 * M_PI * i / stepsPerTurn;
+        const double r = 1.0 + a;
+        inner.emplace_back(static_cast<float>(r * std::cos(a)), static_cast<float>(r * std::sin(a)));
+        outer.emplace_back(static_cast<float>((r + 3.0) * std::cos(a)), static_cast<float>((r + 3.0) * std::sin(a)));
+    }
+    std::vector<Point> pts(inner);
+    for (int i = n; i >= 0; --i) pts.push_back(outer[i]);
+    return pts;
+}
+
+Shape rotated(const Shape& s, double degrees) {
+    const double a = degrees * M_PI / 180.0, c = std::cos(a), sn = std::sin(a);
+    Shape r = s;
+    for (Point& p : r.points) {
+        const double x = p.X(), y = p.Y();
+        p = Point(static_cast<float>(c * x - sn * y), static_cast<float>(sn * x + c * y));
+    }
+    // Quarter turns are exact, so vertical and horizontal edges stay exact.
+    if (std::fmod(degrees, 90.0) == 0.0) {
+        const int q = (int(degrees / 90.0) % 4 + 4) % 4;
+        r = s;
+        for (Point& p : r.points) {
+            const float x = p.X(), y = p.Y();
+            if (q == 1) p = Point(-y, x);
+            if (q == 2) p = Point(-x, -y);
+            if (q == 3) p = Point(y, -x);
+        }
+    }
+    return r;
+}
+
+Shape reversedEdges(const Shape& s) {
+    Shape r = s;
+    for (std::size_t i = 0; i + 1 < r.edges.size(); i += 2) std::swap(r.edges[i], r.edges[i + 1]);
+    return r;
+}
+
+// Runs the checks on the shape rotated through many angles, both ways round.
+// Shapes whose outlines touch only stay touching under exact quarter turns
+// (rounding may make them cross, which is then rightly refused).
+void checkAllWays(const Shape& s, double area, const std::string& name, int samples = 120, bool quarterTurns = false) {
+    for (int step = 0; step < 24; ++step) {
+        if (quarterTurns && step % 6 != 0) continue;
+        const double degrees = step * 15.0 + (step % 3 == 2 ? 0.37 : 0.0);
+        for (int way = 0; way < 2; ++way) {
+            const Shape t = way ? reversedEdges(rotated(s, degrees)) : rotated(s, degrees);
+            const Result r = triangulate(t);
+            checkFill(t, r, Rule::EvenOdd, area, name + " at " + std::to_string(degrees) + (way ? " reversed" : ""),
+                      samples);
+            if (::testing::Test::HasFailure()) return;
+        }
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- tests
+
+TEST(TriangulatePoly, BasicShapes) {
+    Shape square;
+    square.addChain(rect(0, 0, 1, 1));
+    Result r = triangulate(square);
+    checkFill(square, r, Rule::EvenOdd, 1.0, "square");
+    EXPECT_EQ(r.indices.size(), 6u);
+    EXPECT_EQ(r.points.size(), 4u);
+
+    Shape triangle;
+    triangle.addChain({Point(0, 0), Point(4, 0), Point(0, 3)});
+    r = triangulate(triangle);
+    checkFill(triangle, r, Rule::EvenOdd, 6.0, "triangle");
+    EXPECT_EQ(r.indices.size(), 3u);
+
+    // A convex polygon with n vertices gives n - 2 triangles.
+    for (int n : {5, 8, 33, 100}) {
+        Shape poly;
+        poly.addChain(regular(n, 10, -5, 7));
+        r = triangulate(poly);
+        checkFill(poly, r, Rule::EvenOdd, shoelace(poly.points), "regular " + std::to_string(n));
+        EXPECT_EQ(r.indices.size(), 3u * (n - 2));
+    }
+}
+
+TEST(TriangulatePoly, EmptyAndFlatInput) {
+    Shape empty;
+    Result r = triangulate(empty);
+    EXPECT_TRUE(r.ok);
+    EXPECT_TRUE(r.indices.empty());
+    EXPECT_TRUE(r.points.empty());
+
+    // Collinear points enclose nothing: success with no triangles.
+    Shape flat;
+    flat.addChain({Point(0, 0), Point(1, 0), Point(2, 0), Point(3, 0)});
+    r = triangulate(flat);
+    EXPECT_TRUE(r.ok);
+    EXPECT_TRUE(r.indices.empty());
+
+    Shape vertical;
+    vertical.addChain({Point(1, 0), Point(1, 5), Point(1, 2)});
+    r = triangulate(vertical);
+    EXPECT_TRUE(r.ok);
+    EXPECT_TRUE(r.indices.empty());
+
+    // A segment drawn there and back again.
+    Shape back;
+    back.points = {Point(0, 0), Point(3, 1)};
+    back.edges = {0, 1, 1, 0};
+    r = triangulate(back);
+    EXPECT_TRUE(r.ok);
+    EXPECT_TRUE(r.indices.empty());
+
+    // A single point as a zero-length segment: skipped with the flag set.
+    Shape dot;
+    dot.points = {Point(2, 2)};
+    dot.edges = {0, 0};
+    r = triangulate(dot, Rule::EvenOdd, true);
+    EXPECT_TRUE(r.ok);
+    EXPECT_TRUE(r.indices.empty());
+}
+
+TEST(TriangulatePoly, RefusesBadInput) {
+    std::vector<Point> out{Point(9, 9)};
+    std::vector<unsigned int> idx{7};
+    const std::vector<Point> square = rect(0, 0, 1, 1);
+
+    // Odd index count.
+    EXPECT_FALSE(kx::TriangulatePoly(square, {0, 1, 1, 2, 2}, out, idx, Rule::EvenOdd, true));
+    EXPECT_TRUE(out.empty());
+    EXPECT_TRUE(idx.empty());
+    // Index out of range.
+    EXPECT_FALSE(kx::TriangulatePoly(square, {0, 1, 1, 2, 2, 4}, out, idx, Rule::EvenOdd, true));
+    // Non-finite coordinates.
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                      -std::numeric_limits<float>::infinity()}) {
+        std::vector<Point> pts = square;
+        pts[2] = Point(bad, 1.0f);
+        out.assign(1, Point(0, 0));
+        EXPECT_FALSE(kx::TriangulatePoly(pts, {0, 1, 1, 2, 2, 3, 3, 0}, out, idx, Rule::EvenOdd, true));
+        EXPECT_TRUE(out.empty());
+        pts[2] = Point(1.0f, bad);
+        EXPECT_FALSE(kx::TriangulatePoly(pts, {0, 1, 1, 2, 2, 3, 3, 0}, out, idx, Rule::EvenOdd, true));
+    }
+    // A zero-length segment is refused without the flag.
+    EXPECT_FALSE(kx::TriangulatePoly(square, {0, 1, 1, 2, 2, 2, 2, 3, 3, 0}, out, idx, Rule::EvenOdd, false));
+    EXPECT_TRUE(kx::TriangulatePoly(square, {0, 1, 1, 2, 2, 2, 2, 3, 3, 0}, out, idx, Rule::EvenOdd, true));
+    EXPECT_EQ(idx.size(), 6u);
+}
+
+TEST(TriangulatePoly, CrossingOutlinesAreRefused) {
+    // Bow tie, rotated and both ways round: never a wrong fill.
+    Shape bowtie;
+    bowtie.addChain({Point(0, 0), Point(2, 2), Point(2, 0), Point(0, 2)});
+    for (int step = 0; step < 24; ++step) {
+        for (int way = 0; way < 2; ++way) {
+            const Shape t = way ? reversedEdges(rotated(bowtie, step * 15.0)) : rotated(bowtie, step * 15.0);
+            EXPECT_FALSE(triangulate(t).ok) << step;
+            EXPECT_FALSE(triangulate(t, Rule::NonZero).ok) << step;
+        }
+    }
+    // Two overlapping squares cross each other.
+    Shape two;
+    two.addChain(rect(0, 0, 2, 2));
+    two.addChain(rect(1, 1, 3, 3));
+    EXPECT_FALSE(triangulate(two).ok);
+    // A star polygon {5/2} crosses itself five times.
+    Shape star;
+    std::vector<Point> pentagon = regular(5, 0, 0, 10);
+    star.addChain({pentagon[0], pentagon[2], pentagon[4], pentagon[1], pentagon[3]});
+    EXPECT_FALSE(triangulate(star).ok);
+    // A long polygon with one crossing far from the start.
+    std::mt19937 rng(7);
+    Shape big;
+    std::vector<Point> pts = randomStar(rng, 400, 50, 60);
+    std::swap(pts[200], pts[201]);
+    big.addChain(pts);
+    EXPECT_FALSE(triangulate(big).ok);
+}
+
+TEST(TriangulatePoly, RandomStarPolygons) {
+    std::mt19937 rng(2024);
+    std::uniform_int_distribution<int> count(3, 60);
+    for (int i = 0; i < 1500; ++i) {
+        Shape s;
+        s.addChain(randomStar(rng, count(rng), 1.0, 100.0), i % 2 == 1);
+        const Result r = triangulate(s);
+        checkFill(s, r, Rule::EvenOdd, std::fabs(shoelace(s.points)), "star " + std::to_string(i), 60);
+        EXPECT_EQ(r.indices.size(), 3 * (s.points.size() - 2)) << i;
+        if (HasFailure()) return;
+    }
+}
+
+TEST(TriangulatePoly, PolygonsWithHoles) {
+    std::mt19937 rng(99);
+    for (int i = 0; i < 300; ++i) {
+        const int grid = 1 + i % 6;
+        Shape s;
+        s.addChain(rect(0, 0, 10 * grid, 10 * grid), rng() % 2 == 0);
+        double area = 100.0 * grid * grid;
+        std::uniform_real_distribution<double> off(0.5, 3.0), size(1.0, 6.0);
+        for (int gx = 0; gx < grid; ++gx)
+            for (int gy = 0; gy < grid; ++gy) {
+                if (rng() % 4 == 0) continue;
+                const double x0 = 10 * gx + off(rng), y0 = 10 * gy + off(rng);
+                const double w = size(rng), h = size(rng);
+                if (rng() % 2) {
+                    s.addChain(rect(x0, y0, x0 + w, y0 + h), rng() % 2 == 0);
+                    area -= std::fabs(shoelace(rect(x0, y0, x0 + w, y0 + h)));
+                } else {
+                    const std::vector<Point> hole = regular(3 + int(rng() % 9), x0 + 3, y0 + 3, 2.4, rng() % 100 * 0.1);
+                    s.addChain(hole, rng() % 2 == 0);
+                    area -= std::fabs(shoelace(hole));
+                }
+            }
+        const Result r = triangulate(s);
+        checkFill(s, r, Rule::EvenOdd, area, "holes " + std::to_string(i), 80);
+        if (HasFailure()) return;
+    }
+    // Islands inside holes inside the outline: even-odd alternates.
+    Shape nested;
+    nested.addChain(rect(0, 0, 20, 20));
+    nested.addChain(rect(2, 2, 18, 18), true);
+    nested.addChain(rect(4, 4, 16, 16));
+    nested.addChain(rect(6, 6, 14, 14));
+    checkAllWays(nested, 400 - 256 + 144 - 64, "nested squares");
+}
+
+TEST(TriangulatePoly, CombsSpiralsAndCollinearRuns) {
+    Shape c;
+    c.addChain(comb(12));
+    checkAllWays(c, 23.0 + 12 * 4.0, "comb");
+
+    Shape sp;
+    const std::vector<Point> spiralPts = spiral(24, 3);
+    sp.addChain(spiralPts);
+    checkAllWays(sp, std::fabs(shoelace(spiralPts)), "spiral", 60);
+
+    // A square with many points along every side (collinear runs).
+    std::vector<Point> run;
+    for (int i = 0; i < 10; ++i) run.emplace_back(float(i), 0.0f);
+    for (int i = 0; i < 10; ++i) run.emplace_back(10.0f, float(i));
+    for (int i = 10; i > 0; --i) run.emplace_back(float(i), 10.0f);
+    for (int i = 10; i > 0; --i) run.emplace_back(0.0f, float(i));
+    Shape collinear;
+    collinear.addChain(run);
+    checkAllWays(collinear, 100.0, "collinear runs");
+
+    // An L shape, a staircase and a U: equal coordinates everywhere.
+    Shape l;
+    l.addChain({Point(0, 0), Point(4, 0), Point(4, 1), Point(1, 1), Point(1, 4), Point(0, 4)});
+    checkAllWays(l, 7.0, "L");
+    std::vector<Point> stairs{Point(0, 0)};
+    for (int i = 0; i < 8; ++i) {
+        stairs.emplace_back(float(i + 1), float(i));
+        stairs.emplace_back(float(i + 1), float(i + 1));
+    }
+    stairs.emplace_back(0.0f, 8.0f);
+    Shape st;
+    st.addChain(stairs);
+    checkAllWays(st, std::fabs(shoelace(stairs)), "stairs");
+    Shape u;
+    u.addChain({Point(0, 0), Point(3, 0), Point(3, 3), Point(2, 3), Point(2, 1), Point(1, 1), Point(1, 3),
+                Point(0, 3)});
+    checkAllWays(u, 7.0, "U");
+}
+
+TEST(TriangulatePoly, DuplicatedAndSharedPoints) {
+    // Consecutive duplicates (same coordinates, different indices).
+    Shape dup;
+    dup.addChain({Point(0, 0), Point(0, 0), Point(2, 0), Point(2, 0), Point(2, 2), Point(0, 2), Point(0, 2)});
+    checkAllWays(dup, 4.0, "duplicates");
+
+    // The last point repeats the first (a closed sub-path with an explicit end point).
+    Shape closedTwice;
+    closedTwice.addChain({Point(0, 0), Point(3, 0), Point(3, 3), Point(0, 0)});
+    checkAllWays(closedTwice, 4.5, "explicit close");
+
+    // Two squares touching at one corner.
+    Shape corner;
+    corner.addChain(rect(0, 0, 1, 1));
+    corner.addChain(rect(1, 1, 2, 2));
+    checkAllWays(corner, 2.0, "corner touch", 120, true);
+
+    // Two triangles sharing a vertex index.
+    Shape shared;
+    shared.points = {Point(0, 0), Point(2, 1), Point(0, 2), Point(4, 0), Point(4, 2)};
+    shared.edges = {0, 1, 1, 2, 2, 0, 1, 3, 3, 4, 4, 1};
+    checkAllWays(shared, 2.0 + 2.0, "shared vertex", 120, true);
+
+    // A hole touching its outline at a vertex.
+    Shape touching;
+    touching.addChain({Point(0, 0), Point(6, 0), Point(6, 6), Point(0, 6), Point(0, 3)});
+    touching.addChain({Point(0, 3), Point(3, 2), Point(3, 4)});
+    checkAllWays(touching, 36.0 - 3.0, "hole touching at a vertex", 120, true);
+
+    // A hole whose corner lies on the middle of an outline edge.
+    Shape tee;
+    tee.addChain(rect(0, 0, 6, 6));
+    tee.addChain({Point(3, 0), Point(4, 2), Point(2, 2)});
+    checkAllWays(tee, 36.0 - 2.0, "hole corner on an outline edge", 120, true);
+
+    // An inner square sharing part of an edge with the outline.
+    Shape notch;
+    notch.addChain(rect(0, 0, 6, 6));
+    notch.addChain(rect(2, 0, 4, 2));
+    checkAllWays(notch, 36.0 - 4.0, "hole along an outline edge", 120, true);
+
+    // The same outline given twice cancels out under even-odd.
+    Shape twice;
+    twice.addChain(rect(0, 0, 1, 1));
+    twice.addChain(rect(0, 0, 1, 1));
+    Result r = triangulate(twice);
+    EXPECT_TRUE(r.ok);
+    EXPECT_TRUE(r.indices.empty());
+}
+
+TEST(TriangulatePoly, OpenChainsAreClosed) {
+    // Three sides of a square: filled as if closed by the fourth.
+    Shape open;
+    open.points = rect(0, 0, 2, 2);
+    open.edges = {0, 1, 1, 2, 2, 3};
+    Result r = triangulate(open);
+    ASSERT_TRUE(r.ok);
+    double area = 0;
+    for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
+    EXPECT_DOUBLE_EQ(area, 4.0);
+
+    // An open chain next to a closed one.
+    Shape mixed;
+    mixed.addChain(rect(5, 5, 6, 6));
+    const unsigned int base = static_cast<unsigned int>(mixed.points.size());
+    for (const Point& p : {Point(0, 0), Point(3, 0), Point(0, 3)}) mixed.points.push_back(p);
+    for (unsigned int i : {0u, 1u, 1u, 2u}) mixed.edges.push_back(base + i);
+    r = triangulate(mixed);
+    ASSERT_TRUE(r.ok);
+    area = 0;
+    for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
+    EXPECT_DOUBLE_EQ(area, 1.0 + 4.5);
+}
+
+TEST(TriangulatePoly, NonZeroRule) {
+    // Two nested squares in the same direction: non-zero fills the inner one too.
+    Shape same;
+    same.addChain(rect(0, 0, 10, 10));
+    same.addChain(rect(2, 2, 8, 8));
+    checkFill(same, triangulate(same, Rule::NonZero), Rule::NonZero, 100.0, "same direction");
+    checkFill(same, triangulate(same, Rule::EvenOdd), Rule::EvenOdd, 64.0, "same direction even-odd");
+    // Opposite directions: a hole under both rules.
+    Shape opposite;
+    opposite.addChain(rect(0, 0, 10, 10));
+    opposite.addChain(rect(2, 2, 8, 8), true);
+    checkFill(opposite, triangulate(opposite, Rule::NonZero), Rule::NonZero, 64.0, "opposite direction");
+    // The same square twice adds up to winding 2: still filled.
+    Shape twice;
+    twice.addChain(rect(0, 0, 1, 1));
+    twice.addChain(rect(0, 0, 1, 1));
+    checkFill(twice, triangulate(twice, Rule::NonZero), Rule::NonZero, 1.0, "twice");
+    // Random nested stars, random directions, both rules.
+    std::mt19937 rng(5);
+    for (int i = 0; i < 200; ++i) {
+        Shape s;
+        for (int level = 0; level < 4; ++level) {
+            std::vector<Point> star = randomStar(rng, 5 + int(rng() % 20), 10.0 * (4 - level) - 4.0, 10.0 * (4 - level));
+            s.addChain(star, rng() % 2 == 0);
+        }
+        for (Rule rule : {Rule::NonZero, Rule::EvenOdd}) {
+            checkFill(s, triangulate(s, rule), rule, -1.0, "nested stars " + std::to_string(i), 60);
+            if (HasFailure()) return;
+        }
+    }
+}
+
+TEST(TriangulatePoly, IsReproducible) {
+    std::mt19937 rng(3);
+    Shape s;
+    s.addChain(randomStar(rng, 200, 10, 20));
+    s.addChain(regular(12, 0, 0, 4));
+    const Result a = triangulate(s), b = triangulate(s);
+    ASSERT_TRUE(a.ok);
+    EXPECT_EQ(a.indices, b.indices);
+    ASSERT_EQ(a.points.size(), b.points.size());
+    for (std::size_t i = 0; i < a.points.size(); ++i) EXPECT_TRUE(a.points[i] == b.points[i]);
+}
+
+TEST(TriangulatePoly, LargeInputs) {
+    // A disc with 400 square holes and a 20,000-vertex star: checked by area only
+    // (sampling is quadratic) plus a light sample.
+    Shape disc;
+    disc.addChain(regular(256, 0, 0, 1000));
+    double area = std::fabs(shoelace(disc.points));
+    for (int i = 0; i < 20; ++i)
+        for (int j = 0; j < 20; ++j) {
+            const double x = -500 + i * 50, y = -500 + j * 50;
+            disc.addChain(rect(x, y, x + 20, y + 20), (i + j) % 2 == 0);
+            area -= 400;
+        }
+    Result r = triangulate(disc);
+    checkFill(disc, r, Rule::EvenOdd, area, "disc with holes", 20);
+
+    std::mt19937 rng(11);
+    Shape star;
+    star.addChain(randomStar(rng, 20000, 100, 200));
+    r = triangulate(star);
+    ASSERT_TRUE(r.ok);
+    double sum = 0;
+    for (std::size_t t = 0; t < r.indices.size(); t += 3) sum += triangleArea(r, t);
+    EXPECT_NEAR(sum, std::fabs(shoelace(star.points)), 1e-6 * sum);
+    EXPECT_EQ(r.indices.size(), 3u * (20000 - 2));
+}
