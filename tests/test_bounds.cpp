@@ -1,0 +1,379 @@
+// test_bounds.cpp - box operations, item estimates and the estimated box of a tree.
+#include <kx/svg/BoundingBox.h>
+#include <kx/svg/Items.h>
+#include <kx/svg/Library.h>
+#include <kx/svg/PathParser.h>
+#include <kx/system/kxIoDevice.h>
+
+#include "read/LoadDocument.h"
+
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+using kx::svg::BoundingBox;
+using kx::svg::ComputeEstimatedBoundingBox;
+using kx::svg::ItemInterface;
+using kx::svg::ItemType;
+using kx::svg::Node;
+using V = Wm4::Vector2<float>;
+using M = Wm4::Matrix3<float>;
+
+namespace {
+
+M Translation(float x, float y) { return M(1, 0, x, 0, 1, y, 0, 0, 1); }
+M Scale(float s) { return M(s, 0, 0, 0, s, 0, 0, 0, 1); }
+M Rotation90() { return M(0, -1, 0, 1, 0, 0, 0, 0, 1); }
+
+std::shared_ptr<kx::svg::Path> MakePath(const std::string& d)
+{
+    auto path = std::make_shared<kx::svg::Path>();
+    std::string error;
+    EXPECT_TRUE(kx::svg::ConvertPathStringToCommands(d, path->editCommands(), &error)) << d << ": " << error;
+    return path;
+}
+
+BoundingBox BoxOf(const ItemInterface& item, const M& m = M::IDENTITY)
+{
+    BoundingBox box;
+    EXPECT_TRUE(item.computeEstimatedBoundingVolume(box, m));
+    return box;
+}
+
+BoundingBox TreeBox(const ItemInterface& root, bool (*filter)(const ItemInterface&) = nullptr,
+                    const M* transform = nullptr)
+{
+    BoundingBox box(V(-1000, -1000), V(1000, 1000)); // overwritten
+    ComputeEstimatedBoundingBox(root, box, filter, transform);
+    return box;
+}
+
+} // namespace
+
+TEST(BoundingBox, Operations)
+{
+    BoundingBox box;
+    EXPECT_FALSE(box.isValid());
+    EXPECT_EQ(box.getMinPoint(), V(1, 1));
+    EXPECT_EQ(box.getMaxPoint(), V(-1, -1));
+    EXPECT_EQ(box.getSize(), V(-2, -2));
+    EXPECT_EQ(box.getWidth(), -2.0f);
+    EXPECT_EQ(box.getHeight(), -2.0f);
+    EXPECT_EQ(box.getCenterPoint(), V(0, 0));
+
+    box.expandToContain(V(3, 4));
+    EXPECT_TRUE(box.isValid());
+    EXPECT_EQ(box, BoundingBox(V(3, 4), V(3, 4)));
+    box.expandToContain(V(-1, 10));
+    box.expandToContain(V(2, 5));
+    EXPECT_EQ(box, BoundingBox(V(-1, 4), V(3, 10)));
+    EXPECT_EQ(box.getSize(), V(4, 6));
+    EXPECT_EQ(box.getCenterPoint(), V(1, 7));
+
+    box.addMargin(V(1, 2));
+    EXPECT_EQ(box, BoundingBox(V(-2, 2), V(4, 12)));
+    box.translate(V(10, -2));
+    EXPECT_EQ(box, BoundingBox(V(8, 0), V(14, 10)));
+    EXPECT_EQ(box.getWidth(), 6.0f);
+    EXPECT_EQ(box.getHeight(), 10.0f);
+
+    // Merging: an empty box becomes a copy of the other, even of an empty one.
+    BoundingBox empty;
+    empty.expandToContain(BoundingBox(V(5, 5), V(10, 10)));
+    EXPECT_EQ(empty, BoundingBox(V(5, 5), V(10, 10)));
+    BoundingBox stillEmpty;
+    stillEmpty.expandToContain(BoundingBox(V(7, 7), V(2, 2)));
+    EXPECT_EQ(stillEmpty, BoundingBox(V(7, 7), V(2, 2)));
+
+    // The other box is not checked: an empty one pulls the corners to (1,1) and (-1,-1).
+    BoundingBox valid(V(5, 5), V(10, 10));
+    valid.expandToContain(BoundingBox());
+    EXPECT_EQ(valid, BoundingBox(V(1, 1), V(10, 10)));
+    BoundingBox negative(V(-10, -10), V(-5, -5));
+    negative.expandToContain(BoundingBox());
+    EXPECT_EQ(negative, BoundingBox(V(-10, -10), V(-1, -1)));
+    BoundingBox merged(V(0, 0), V(1, 1));
+    merged.expandToContain(BoundingBox(V(-3, 2), V(0.5f, 7)));
+    EXPECT_EQ(merged, BoundingBox(V(-3, 0), V(1, 7)));
+
+    // A single point and a degenerate line are valid; one inverted axis is not.
+    EXPECT_TRUE(BoundingBox(V(2, 2), V(2, 2)).isValid());
+    EXPECT_TRUE(BoundingBox(V(0, 2), V(5, 2)).isValid());
+    EXPECT_FALSE(BoundingBox(V(0, 2), V(5, 1)).isValid());
+}
+
+TEST(BoundingBox, ItemEstimates)
+{
+    kx::svg::Line line(V(3, 9), V(-1, 4));
+    EXPECT_EQ(BoxOf(line), BoundingBox(V(-1, 4), V(3, 9)));
+    EXPECT_EQ(BoxOf(line, Translation(10, 20)), BoundingBox(V(9, 24), V(13, 29)));
+
+    kx::svg::Rect rect(V(0, 0), V(10, 20));
+    EXPECT_EQ(BoxOf(rect), BoundingBox(V(0, 0), V(10, 20)));
+    // Rotated by 90 degrees: (x, y) -> (-y, x).
+    EXPECT_EQ(BoxOf(rect, Rotation90()), BoundingBox(V(-20, 0), V(0, 10)));
+    kx::svg::Rect inverted(V(5, 5), V(-10, -2));
+    EXPECT_EQ(BoxOf(inverted), BoundingBox(V(-5, 3), V(5, 5)));
+
+    kx::svg::Image image;
+    EXPECT_EQ(BoxOf(image), BoundingBox(V(0, 0), V(0, 0)));
+    image.editPosition() = V(1, 2);
+    image.editSize() = V(3, 4);
+    EXPECT_EQ(BoxOf(image, Scale(2)), BoundingBox(V(2, 4), V(8, 12)));
+
+    // The radius is taken as stored, whatever the transform's scale.
+    kx::svg::Circle circle(V(0, 0), 5);
+    EXPECT_EQ(BoxOf(circle, Scale(2)), BoundingBox(V(-5, -5), V(5, 5)));
+    kx::svg::Circle moved(V(1, 2), 3);
+    EXPECT_EQ(BoxOf(moved, Scale(2)), BoundingBox(V(-1, 1), V(5, 7)));
+
+    // Groups, documents and texts have no extent of their own.
+    BoundingBox untouched(V(1, 2), V(3, 4));
+    Node group;
+    EXPECT_FALSE(group.computeEstimatedBoundingVolume(untouched, M::IDENTITY));
+    kx::svg::Document document;
+    EXPECT_FALSE(document.computeEstimatedBoundingVolume(untouched, M::IDENTITY));
+    kx::svg::Text text(V(5, 5), "hello");
+    EXPECT_FALSE(text.computeEstimatedBoundingVolume(untouched, M::IDENTITY));
+    EXPECT_EQ(untouched, BoundingBox(V(1, 2), V(3, 4)));
+}
+
+TEST(BoundingBox, PathEstimates)
+{
+    EXPECT_EQ(BoxOf(*MakePath("M 0 0 L 10 10")), BoundingBox(V(0, 0), V(10, 10)));
+    // Cubics are not measured: alone the box stays empty, after a line it pulls towards (1,1)-(-1,-1).
+    EXPECT_EQ(BoxOf(*MakePath("M 5 5 C 6 6 7 7 8 8")), BoundingBox());
+    EXPECT_EQ(BoxOf(*MakePath("M 5 5 L 10 10 C 1 1 2 2 3 3")), BoundingBox(V(1, 1), V(10, 10)));
+    EXPECT_EQ(BoxOf(*MakePath("M 5 5 C 1 1 2 2 3 3 L 10 10")), BoundingBox(V(3, 3), V(10, 10)));
+    EXPECT_EQ(BoxOf(*MakePath("M 5 5 h 2 v -3 Z"), Translation(1, 1)), BoundingBox(V(6, 3), V(8, 6)));
+    // An arc's box includes its extreme points.
+    const BoundingBox arc = BoxOf(*MakePath("M 0 0 A 5 5 0 0 0 10 0"));
+    EXPECT_NEAR(arc.getMaxPoint().Y(), 5.0f, 1e-5);
+    EXPECT_NEAR(arc.getMinPoint().X(), 0.0f, 1e-5);
+    EXPECT_NEAR(arc.getMaxPoint().X(), 10.0f, 1e-5);
+
+    // Without commands the result is true and the box stays as passed.
+    kx::svg::Path empty;
+    BoundingBox passed(V(1, 2), V(3, 4));
+    EXPECT_TRUE(empty.computeEstimatedBoundingVolume(passed, M::IDENTITY));
+    EXPECT_EQ(passed, BoundingBox(V(1, 2), V(3, 4)));
+}
+
+TEST(BoundingBox, TreeWalkComposesTransformsAndFilters)
+{
+    // Parent x child: the child's own transform acts first.
+    Node root;
+    auto scaled = std::make_shared<Node>();
+    scaled->editTransform() = Scale(2);
+    auto line = std::make_shared<kx::svg::Line>(V(0, 0), V(1, 1));
+    line->editTransform() = Translation(10, 0);
+    scaled->addChild(line, true);
+    root.addChild(scaled, true);
+    EXPECT_EQ(TreeBox(root), BoundingBox(V(20, 0), V(22, 2)));
+
+    // A sibling after the transformed group sees the root's matrix again.
+    root.addChild(std::make_shared<kx::svg::Circle>(V(0, 0), 1), true);
+    EXPECT_EQ(TreeBox(root), BoundingBox(V(-1, -1), V(22, 2)));
+
+    // A starting matrix acts outermost; the root's own transform is used as well.
+    const M start = Translation(0, 100);
+    EXPECT_EQ(TreeBox(root, nullptr, &start), BoundingBox(V(-1, 99), V(22, 102)));
+    root.editTransform() = Scale(0.5f);
+    EXPECT_EQ(TreeBox(root, nullptr, &start), BoundingBox(V(-1, 99), V(11, 101)));
+    root.editTransform().reset();
+
+    // A filtered group contributes nothing, and neither do its children.
+    auto skipGroups = [](const ItemInterface& item) { return item.getType() == ItemType::Node && item.getTransform(); };
+    EXPECT_EQ(TreeBox(root, skipGroups), BoundingBox(V(-1, -1), V(1, 1)));
+    auto skipAll = [](const ItemInterface&) { return true; };
+    EXPECT_EQ(TreeBox(root, skipAll), BoundingBox());
+    // Empty handles among the children are ignored.
+    root.editChildren().push_back(nullptr);
+    EXPECT_EQ(TreeBox(root), BoundingBox(V(-1, -1), V(22, 2)));
+    // A leaf can be the root.
+    EXPECT_EQ(TreeBox(*line), BoundingBox(V(10, 0), V(11, 1)));
+}
+
+TEST(BoundingBox, TreeWalkVisitsDepthFirstInChildOrder)
+{
+    // The unchecked merge of a cubic's empty box makes the order visible: the
+    // cubic path pulls the box to (1,1)-(-1,-1) only once a valid box exists.
+    auto cubic = MakePath("M 50 50 C 1 1 2 2 3 3");
+    auto far = std::make_shared<kx::svg::Line>(V(10, 10), V(20, 20));
+
+    Node first;
+    auto group = std::make_shared<Node>();
+    group->addChild(cubic, true);
+    first.addChild(group, true);
+    first.addChild(far, true);
+    EXPECT_EQ(TreeBox(first), BoundingBox(V(10, 10), V(20, 20)));
+
+    Node second;
+    auto group2 = std::make_shared<Node>();
+    group2->addChild(far, true);
+    second.addChild(group2, true);
+    second.addChild(cubic, true);
+    EXPECT_EQ(TreeBox(second), BoundingBox(V(1, 1), V(20, 20)));
+
+    // Deeper first: a grandchild is visited before the next child.
+    Node third;
+    auto outer = std::make_shared<Node>();
+    auto inner = std::make_shared<Node>();
+    inner->addChild(far, true);
+    outer->addChild(inner, true);
+    third.addChild(outer, true);
+    third.addChild(cubic, true);
+    EXPECT_EQ(TreeBox(third), BoundingBox(V(1, 1), V(20, 20)));
+}
+
+TEST(BoundingBox, VeryDeepTreesDoNotExhaustTheStack)
+{
+    // Far deeper than any call stack could recurse (a recursive walk overflows
+    // long before); kept below a million to keep the test light.
+    const size_t depth = 300000;
+    std::vector<std::shared_ptr<Node>> chain;
+    chain.reserve(depth);
+    chain.push_back(std::make_shared<Node>());
+    for (size_t i = 1; i < depth; ++i) {
+        auto next = std::make_shared<Node>();
+        if (i % 1000 == 0) next->editTransform() = Translation(1, 0);
+        chain.back()->addChild(next, true);
+        chain.push_back(next);
+    }
+    chain.back()->addChild(std::make_shared<kx::svg::Line>(V(0, 0), V(1, 1)), true);
+    chain[depth / 2]->addChild(std::make_shared<kx::svg::Circle>(V(0, 0), 1), true);
+    EXPECT_EQ(TreeBox(*chain.front()), BoundingBox(V(149, -1), V(300, 1)));
+    // Unlink from the bottom so that releasing the chain does not recurse either.
+    for (auto it = chain.rbegin(); it != chain.rend(); ++it) (*it)->editChildren().clear();
+}
+
+TEST(BoundingBox, DocumentViewboxFromContent)
+{
+    kx::svg::Document empty;
+    empty.computeEstimatedViewboxFromContent();
+    ASSERT_TRUE(empty.getViewbox().has_value());
+    EXPECT_EQ(*empty.getViewbox(), BoundingBox(V(1, 1), V(-1, -1)));
+
+    kx::svg::Document document;
+    document.addChild(std::make_shared<kx::svg::Rect>(V(2, 3), V(4, 5)), true);
+    auto group = std::make_shared<Node>();
+    group->editTransform() = Translation(-10, 0);
+    group->addChild(std::make_shared<kx::svg::Line>(V(0, 0), V(1, 1)), true);
+    document.addChild(group, true);
+    document.addChild(std::make_shared<kx::svg::Text>(V(100, 100), "not measured"), true);
+    document.editViewbox() = BoundingBox(V(0, 0), V(1000, 1000));
+    document.computeEstimatedViewboxFromContent();
+    ASSERT_TRUE(document.getViewbox().has_value());
+    EXPECT_EQ(*document.getViewbox(), BoundingBox(V(-10, 0), V(6, 8)));
+}
+
+// ---------------------------------------------------------------- corpus
+
+namespace {
+
+// An independent estimate of the lines, rectangles and circles of a tree,
+// by plain recursion with the transforms composed parent x child.
+void IndependentBox(const ItemInterface& item, const M& parent, BoundingBox& box)
+{
+    const M m = item.getTransform() ? parent * *item.getTransform() : parent;
+    auto apply = [&m](float x, float y) {
+        return V(m(0, 0) * x + m(0, 1) * y + m(0, 2), m(1, 0) * x + m(1, 1) * y + m(1, 2));
+    };
+    auto addPoint = [&box](const V& p) {
+        if (!box.isValid()) {
+            box = BoundingBox(p, p);
+            return;
+        }
+        box = BoundingBox(V(std::min(box.getMinPoint().X(), p.X()), std::min(box.getMinPoint().Y(), p.Y())),
+                          V(std::max(box.getMaxPoint().X(), p.X()), std::max(box.getMaxPoint().Y(), p.Y())));
+    };
+    switch (item.getType()) {
+    case ItemType::Line: {
+        const auto& line = static_cast<const kx::svg::Line&>(item);
+        addPoint(apply(line.getStart().X(), line.getStart().Y()));
+        addPoint(apply(line.getEnd().X(), line.getEnd().Y()));
+        break;
+    }
+    case ItemType::Rect: {
+        const auto& rect = static_cast<const kx::svg::Rect&>(item);
+        const float x = rect.getPosition().X(), y = rect.getPosition().Y();
+        const float w = rect.getSize().X(), h = rect.getSize().Y();
+        for (const V& corner : {V(x, y), V(x + w, y), V(x, y + h), V(x + w, y + h)})
+            addPoint(apply(corner.X(), corner.Y()));
+        break;
+    }
+    case ItemType::Circle: {
+        const auto& circle = static_cast<const kx::svg::Circle&>(item);
+        const V c = apply(circle.getCenter().X(), circle.getCenter().Y());
+        const float r = circle.getRadius();
+        addPoint(V(c.X() - r, c.Y() - r));
+        addPoint(V(c.X() + r, c.Y() + r));
+        break;
+    }
+    case ItemType::Document:
+    case ItemType::Node:
+        for (const auto& child : static_cast<const Node&>(item).getChildren())
+            if (child) IndependentBox(*child, m, box);
+        break;
+    default: break;
+    }
+}
+
+bool OnlyLinesRectsCircles(const ItemInterface& item)
+{
+    switch (item.getType()) {
+    case ItemType::Path:
+    case ItemType::Image:
+    case ItemType::Text: return true;
+    default: return false;
+    }
+}
+
+} // namespace
+
+TEST(BoundingBoxCorpus, TreeBoxMatchesAnIndependentSumOfLinesRectsAndCircles)
+{
+    KXTEST_REQUIRE_CORPUS(corpus);
+    kx::svg::initializeKxSvg();
+    std::vector<std::string> files = kxtest::listSvgFiles(corpus);
+    size_t checked = 0, measured = 0;
+    for (const std::string& file : files) {
+        if (file.find("/large/") != std::string::npos) continue;
+        // Files with transforms and simple shapes: the flags and the Tango icons.
+        if (file.find("flag-icons") == std::string::npos && file.find("tango-icon-theme") == std::string::npos)
+            continue;
+        std::string content;
+        if (!kxtest::readFile(file, content)) continue;
+        if (content.find("<rect") == std::string::npos && content.find("<circle") == std::string::npos &&
+            content.find("<line") == std::string::npos)
+            continue;
+        kxIoDeviceByteContainerReadOnly device(content.data(), content.size());
+        kx::svg::ItemInterfacePointer<ItemInterface> root;
+        kx::svg::LoadOptions options;
+        options.ignoreUnsupported = true;
+        if (!kx::svg::impl::LoadSvgDocument(root, device, options, {}, {}) || !root) continue;
+
+        BoundingBox expected;
+        IndependentBox(*root, M::IDENTITY, expected);
+        BoundingBox actual;
+        ComputeEstimatedBoundingBox(*root, actual, &OnlyLinesRectsCircles, nullptr);
+        EXPECT_EQ(actual, expected) << file;
+        ++checked;
+        if (expected.isValid()) ++measured;
+
+        // The whole tree, paths included, is measured without trouble too.
+        BoundingBox all;
+        ComputeEstimatedBoundingBox(*root, all, nullptr, nullptr);
+        if (checked >= 300) break;
+    }
+    kx::svg::terminateKxSvg();
+    EXPECT_GT(checked, 50u);
+    EXPECT_GT(measured, 50u);
+}
