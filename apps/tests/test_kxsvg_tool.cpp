@@ -1,0 +1,235 @@
+// Tests of the kxsvg tool, run as a separate process as users run it.
+#include <cairo.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct RunResult {
+    int status = -1;
+    std::string out;
+};
+
+// Runs the tool through the shell with `args`; standard error is discarded
+// unless the arguments redirect it.
+RunResult run(const std::string& args)
+{
+    RunResult result;
+    std::string command = std::string("'") + KXSVG_TOOL + "' " + args;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return result;
+    char buffer[4096];
+    std::size_t n;
+    while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) result.out.append(buffer, n);
+    int raw = pclose(pipe);
+    result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    return result;
+}
+
+std::string example(const std::string& name) { return std::string(KXSVG_EXAMPLES_DIR) + "/" + name; }
+
+class TempDir {
+public:
+    TempDir()
+    {
+        m_path = fs::temp_directory_path() / ("kxsvg-tool-" + std::to_string(::getpid()) + "-" +
+                                              ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::create_directories(m_path);
+    }
+    ~TempDir()
+    {
+        std::error_code ec;
+        fs::remove_all(m_path, ec);
+    }
+    std::string file(const std::string& name) const { return (m_path / name).string(); }
+    std::string write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(file(name), std::ios::binary) << text;
+        return file(name);
+    }
+
+private:
+    fs::path m_path;
+};
+
+std::string readAll(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+const char* const kSquareHalf = "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 200 100\">"
+                                "<rect width=\"100\" height=\"100\" fill=\"black\"/></svg>";
+
+} // namespace
+
+TEST(KxsvgTool, ExitStatusesForUsageAndFailures)
+{
+    TempDir dir;
+    EXPECT_EQ(run("2>/dev/null").status, 2);                                // no subcommand
+    EXPECT_EQ(run("frobnicate 2>/dev/null").status, 2);                     // unknown subcommand
+    EXPECT_EQ(run("info 2>/dev/null").status, 2);                           // missing file
+    EXPECT_EQ(run("flatten " + example("badge.svg") + " -o " + dir.file("out.txt") + " 2>/dev/null").status, 2);
+    EXPECT_EQ(run("render " + example("badge.svg") + " -o " + dir.file("x.png") + " --width 0 2>/dev/null").status, 2);
+    EXPECT_EQ(run("info " + dir.file("missing.svg") + " >/dev/null 2>&1").status, 1);
+    std::string broken = dir.write("broken.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\"><rect");
+    EXPECT_EQ(run("info " + broken + " >/dev/null").status, 1);
+    EXPECT_EQ(run("info " + example("badge.svg") + " >/dev/null").status, 0);
+    EXPECT_EQ(run("--version").out.rfind("kxsvg 3.0.0.1297 #", 0), 0u);
+}
+
+TEST(KxsvgTool, InfoJsonDescribesTheTree)
+{
+    RunResult r = run("info --json " + example("badge.svg"));
+    ASSERT_EQ(r.status, 0);
+    nlohmann::json j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["loaded"], true);
+    EXPECT_TRUE(j["messages"].empty());
+    EXPECT_EQ(j["items"]["total"], 10);
+    EXPECT_EQ(j["items"]["kinds"]["group"], 2);
+    EXPECT_EQ(j["items"]["kinds"]["path"], 3);
+    EXPECT_EQ(j["items"]["kinds"]["circle"], 2);
+    EXPECT_EQ(j["depth"], 3);
+    EXPECT_EQ(j["ids"], nlohmann::json({"background", "sun", "hills", "ring", "flags"}));
+    EXPECT_EQ(j["viewBox"], nlohmann::json({0, 0, 240, 160}));
+    EXPECT_EQ(j["estimatedBox"], nlohmann::json({4, 4, 236, 156}));
+
+    // Lenient by default, strict on request; the reader's messages are passed on.
+    TempDir dir;
+    std::string file = dir.write("title.SVG", "<svg xmlns=\"http://www.w3.org/2000/svg\"><title>t</title></svg>");
+    nlohmann::json lenient = nlohmann::json::parse(run("info --json " + file).out);
+    EXPECT_EQ(lenient["loaded"], true);
+    EXPECT_EQ(lenient["messages"], nlohmann::json({"Ignore unsupported tag in svg : \"title\""}));
+    RunResult strict = run("info --json --strict " + file);
+    EXPECT_EQ(strict.status, 1);
+    EXPECT_EQ(nlohmann::json::parse(strict.out)["messages"],
+              nlohmann::json({"Found unsupported tag in svg : \"title\""}));
+}
+
+TEST(KxsvgTool, ConvertHonoursSaveOptionsAndStandardStreams)
+{
+    TempDir dir;
+    std::string in = dir.write("in.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\"><path d=\"M 0 0 L 1.23456 2\"/></svg>");
+    RunResult r = run("convert --no-header --precision 2 " + in + " -");
+    ASSERT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                     "<svg xmlns=\"http://www.w3.org/2000/svg\"><path d=\"M0 0 1.23 2\"/></svg>\n");
+    RunResult piped = run("convert --no-header --author Ada - - < " + in);
+    ASSERT_EQ(piped.status, 0);
+    EXPECT_NE(piped.out.find("<!--Author : Ada-->"), std::string::npos);
+    EXPECT_EQ(piped.out.find("Exporter"), std::string::npos);
+    RunResult headed = run("convert " + in + " -");
+    EXPECT_NE(headed.out.find("<!--Exporter : libkxSvg 3.0.0.1297 #"), std::string::npos);
+}
+
+TEST(KxsvgTool, FlattenWritesConsistentJsonObjAndSvg)
+{
+    TempDir dir;
+    std::string square = dir.write("square.svg", kSquareHalf);
+    ASSERT_EQ(run("flatten " + square + " -o " + dir.file("sq.json")).status, 0);
+    nlohmann::json j = nlohmann::json::parse(readAll(dir.file("sq.json")));
+    ASSERT_EQ(j["primitives"].size(), 1u);
+    const nlohmann::json& p = j["primitives"][0];
+    EXPECT_EQ(p["points"].size(), 4u);
+    EXPECT_EQ(p["segments"], nlohmann::json({{0, 1}, {1, 2}, {2, 3}, {3, 0}}));
+    EXPECT_EQ(p["triangles"].size(), 2u);
+    EXPECT_EQ(p["fill"], nlohmann::json({0, 0, 0, 1}));
+    EXPECT_TRUE(p["stroke"].is_null());
+    EXPECT_EQ(j["fillFailures"], 0);
+    double area = 0.0;
+    for (const auto& t : p["triangles"]) {
+        auto v = [&](int k) { return p["trianglePoints"][t[k].get<int>()]; };
+        double ax = v(0)[0], ay = v(0)[1], bx = v(1)[0], by = v(1)[1], cx = v(2)[0], cy = v(2)[1];
+        area += std::fabs((bx - ax) * (cy - ay) - (cx - ax) * (by - ay)) / 2.0;
+    }
+    EXPECT_DOUBLE_EQ(area, 10000.0);
+
+    // OBJ: every vertex, segment and triangle of the badge is there.
+    ASSERT_EQ(run("flatten " + example("badge.svg") + " -o " + dir.file("badge.obj")).status, 0);
+    ASSERT_EQ(run("flatten " + example("badge.svg") + " -o " + dir.file("badge.json")).status, 0);
+    nlohmann::json badge = nlohmann::json::parse(readAll(dir.file("badge.json")));
+    std::size_t points = 0, segments = 0, triangles = 0;
+    for (const auto& prim : badge["primitives"]) {
+        points += prim["points"].size() + prim["trianglePoints"].size();
+        segments += prim["segments"].size();
+        triangles += prim["triangles"].size();
+    }
+    std::istringstream obj(readAll(dir.file("badge.obj")));
+    std::size_t v = 0, l = 0, f = 0;
+    for (std::string line; std::getline(obj, line);) {
+        if (line.rfind("v ", 0) == 0) ++v;
+        if (line.rfind("l ", 0) == 0) ++l;
+        if (line.rfind("f ", 0) == 0) ++f;
+    }
+    EXPECT_EQ(badge["primitives"].size(), 7u);
+    EXPECT_EQ(v, points);
+    EXPECT_EQ(l, segments);
+    EXPECT_EQ(f, triangles);
+    EXPECT_GT(triangles, 0u);
+
+    // The SVG form is itself loadable by the library.
+    ASSERT_EQ(run("flatten " + example("badge.svg") + " -o " + dir.file("badge-flat.svg")).status, 0);
+    EXPECT_EQ(run("info --strict " + dir.file("badge-flat.svg") + " >/dev/null").status, 0);
+}
+
+TEST(KxsvgTool, RenderCoverageMatchesTheFilledArea)
+{
+    TempDir dir;
+    // A square filling the left half of the frame, and a circle of radius 40 in a 100 x 100 frame.
+    std::string square = dir.write("square.svg", kSquareHalf);
+    std::string circle = dir.write("circle.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 100 100\">"
+                                                 "<circle cx=\"50\" cy=\"50\" r=\"40\" fill=\"#000\"/></svg>");
+    struct Case {
+        std::string file;
+        int width;
+        double expected;
+        double tolerance;
+    };
+    // The circle is drawn as a 32-gon: its area is 16 r^2 sin(pi/16) / pi of the disc's.
+    const double polygon = 0.5 * 32 * 40.0 * 40.0 * std::sin(2 * M_PI / 32) / (100.0 * 100.0);
+    for (const Case& c : {Case{square, 200, 0.5, 0.002}, Case{circle, 300, polygon, 0.003}}) {
+        std::string png = dir.file("out.png");
+        ASSERT_EQ(run("render " + c.file + " -o " + png + " --width " + std::to_string(c.width)).status, 0);
+        cairo_surface_t* s = cairo_image_surface_create_from_png(png.c_str());
+        ASSERT_EQ(cairo_surface_status(s), CAIRO_STATUS_SUCCESS);
+        int w = cairo_image_surface_get_width(s), h = cairo_image_surface_get_height(s);
+        EXPECT_EQ(w, c.width);
+        const unsigned char* data = cairo_image_surface_get_data(s);
+        int stride = cairo_image_surface_get_stride(s);
+        double covered = 0.0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) covered += data[y * stride + 4 * x + 3] / 255.0; // alpha byte (ARGB32)
+        cairo_surface_destroy(s);
+        EXPECT_NEAR(covered / (double(w) * h), c.expected, c.tolerance) << c.file;
+    }
+}
+
+TEST(KxsvgTool, CheckSummarisesFilesAndFailures)
+{
+    TempDir dir;
+    dir.write("good.svg", kSquareHalf);
+    dir.write("bad.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\"><ellipse/></svg>");
+    dir.write("notes.txt", "not considered");
+    RunResult lenient = run("check " + dir.file("") + " 2>/dev/null");
+    EXPECT_EQ(lenient.status, 0);
+    EXPECT_NE(lenient.out.find("files          2\n"), std::string::npos) << lenient.out;
+    EXPECT_NE(lenient.out.find("loaded         2 (100.0%)"), std::string::npos) << lenient.out;
+    RunResult strict = run("check --strict " + dir.file("") + " 2>/dev/null");
+    EXPECT_EQ(strict.status, 1);
+    EXPECT_NE(strict.out.find("failed         1 (50.0%)"), std::string::npos) << strict.out;
+    EXPECT_NE(strict.out.find("       1  Found unsupported tag in svg : \"ellipse\""), std::string::npos)
+        << strict.out;
+}
