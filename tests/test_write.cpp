@@ -5,6 +5,7 @@
 #include <kx/svg/WriterHelpers.h>
 
 #include "write/PathDataWriter.h"
+#include "read/LoadDocument.h"
 #include "write/SaveDocument.h"
 
 #include <kx/system/kxIoDevice.h>
@@ -642,4 +643,87 @@ TEST(SaveDocumentTest, DeepNestingIsWrittenIteratively)
     // libxml2's writer keeps its own element stack; the walk itself uses no recursion.
     EXPECT_TRUE(impl::SaveSvgDocument(doc, device, NoHead()));
     EXPECT_GT(device.size(), 3 * kDepth);
+}
+
+// ------------------------------------------------------------------ file pairs
+
+TEST(SaveDocumentTest, LoadedFilesSaveToExpectedTexts)
+{
+    // Each tests/data/write/<case>.svg is loaded and saved compact and
+    // formatted; the texts must equal <case>-expected.svg and
+    // <case>-formatted-expected.svg.
+    const std::vector<std::string> files = kxtest::listSvgFiles(DataPath(""));
+    const impl::MessageSink fail = [](const std::string& message) { ADD_FAILURE() << message; };
+    int cases = 0;
+    for (const std::string& file : files) {
+        if (file.size() >= 13 && file.compare(file.size() - 13, 13, "-expected.svg") == 0) continue;
+        const std::string name = file.substr(file.find_last_of('/') + 1, file.size() - file.find_last_of('/') - 5);
+        std::string content;
+        ASSERT_TRUE(kxtest::readFile(file, content));
+        kxIoDeviceByteContainerReadOnly input(content.data(), content.size());
+        ItemInterfacePointer<ItemInterface> root;
+        ASSERT_TRUE(impl::LoadSvgDocument(root, input, LoadOptions(), fail, fail)) << file;
+        ASSERT_TRUE(root) << file;
+        SaveOptions options = NoHead();
+        std::string out;
+        ASSERT_TRUE(Save(*root, options, out)) << file;
+        ExpectMatchesFile(out, name + "-expected.svg");
+        options.formatOutput = true;
+        ASSERT_TRUE(Save(*root, options, out)) << file;
+        ExpectMatchesFile(out, name + "-formatted-expected.svg");
+        ++cases;
+    }
+    EXPECT_EQ(cases, 3);
+}
+
+// ------------------------------------------------------------------ corpus
+
+TEST(SaveDocumentTest, CorpusRoundTripIsStable)
+{
+    KXTEST_REQUIRE_CORPUS(corpus);
+    // Saving what was loaded, loading that again and saving once more gives
+    // the same text: the writer emits only what the reader accepts, and the
+    // numbers it prints read back to the same values. KXSVG_FULL_CORPUS=1
+    // visits every file; by default every fourth one keeps the run short.
+    const char* full = std::getenv("KXSVG_FULL_CORPUS");
+    const std::size_t stride = full && std::string(full) == "1" ? 1 : 4;
+    const std::vector<std::string> files = kxtest::listSvgFiles(corpus);
+    LoadOptions loadOptions;
+    loadOptions.ignoreUnsupported = true;
+    const impl::MessageSink ignore = [](const std::string&) {};
+    std::size_t saved = 0;
+    int failures = 0;
+    kxtest::LogCapture log; // keep the writer's log quiet
+    for (std::size_t i = 0; i < files.size() && failures < 10; i += stride) {
+        if (files[i].find("/large/") != std::string::npos) continue;
+        std::string content;
+        if (!kxtest::readFile(files[i], content)) continue;
+        kxIoDeviceByteContainerReadOnly input(content.data(), content.size());
+        ItemInterfacePointer<ItemInterface> first;
+        if (!impl::LoadSvgDocument(first, input, loadOptions, ignore, ignore) || !first) continue;
+        std::string once;
+        if (!Save(*first, NoHead(), once)) {
+            ++failures;
+            ADD_FAILURE() << "first save failed: " << files[i];
+            continue;
+        }
+        kxIoDeviceByteContainerReadOnly again(once.data(), once.size());
+        ItemInterfacePointer<ItemInterface> second;
+        if (!impl::LoadSvgDocument(second, again, loadOptions, ignore, ignore) || !second) {
+            ++failures;
+            ADD_FAILURE() << "saved text does not load: " << files[i] << "\n" << once.substr(0, 2000);
+            continue;
+        }
+        std::string twice;
+        ASSERT_TRUE(Save(*second, NoHead(), twice)) << files[i];
+        if (twice != once) {
+            ++failures;
+            ADD_FAILURE() << "round trip changed " << files[i] << "\n" << once.substr(0, 2000) << "\n"
+                          << twice.substr(0, 2000);
+        }
+        ++saved;
+    }
+    RecordProperty("files_round_tripped", static_cast<int>(saved));
+    EXPECT_EQ(failures, 0);
+    EXPECT_GT(saved, files.size() / stride / 2);
 }
