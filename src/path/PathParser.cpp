@@ -95,12 +95,21 @@ PathVisitorStrToTokens::PathVisitorStrToTokens(const std::string& text, const To
 
 PathVisitorStrToTokens::~PathVisitorStrToTokens() = default;
 
-uint32_t PathVisitorStrToTokens::peek(Cursor cursor) const
+namespace {
+
+// Throws on a malformed or cut-off sequence; the caller of visit() sees it.
+__attribute__((noinline)) uint32_t DecodeNonAscii(const char* cursor, const char* end)
+{
+    return utf8::peek_next(cursor, end);
+}
+
+} // namespace
+
+inline uint32_t PathVisitorStrToTokens::peek(Cursor cursor) const
 {
     const unsigned char byte = static_cast<unsigned char>(*cursor);
     if (byte < 0x80) return byte;
-    // Throws on a malformed or cut-off sequence; the caller of visit() sees it.
-    return utf8::peek_next(cursor, m_end);
+    return DecodeNonAscii(cursor, m_end);
 }
 
 std::string PathVisitorStrToTokens::positionText(Cursor cursor) const
@@ -220,8 +229,11 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCommandWithFloatSe
 {
     if (cursor == m_end) return NoMatch;
     const uint32_t c = peek(cursor);
-    if (c == 0 || c >= 0x80 || letters.find(static_cast<char>(c)) == std::string::npos) return NoMatch;
+    if (c == 0 || c >= 0x80) return NoMatch;
     const char letter = static_cast<char>(c);
+    bool listed = false;
+    for (char l : letters) listed = listed || l == letter;
+    if (!listed) return NoMatch;
     ++cursor;
     consumeAnyWhiteSpace(cursor);
 
