@@ -1,6 +1,8 @@
 // test_write.cpp - number formatting, attribute helpers, item serialisation,
 // path data and the document save routine.
+#include <kx/svg/IOManager.h>
 #include <kx/svg/Items.h>
+#include <kx/svg/Library.h>
 #include <kx/svg/PathParser.h>
 #include <kx/svg/WriterHelpers.h>
 
@@ -21,6 +23,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -643,6 +646,46 @@ TEST(SaveDocumentTest, DeepNestingIsWrittenIteratively)
     // libxml2's writer keeps its own element stack; the walk itself uses no recursion.
     EXPECT_TRUE(impl::SaveSvgDocument(doc, device, NoHead()));
     EXPECT_GT(device.size(), 3 * kDepth);
+}
+
+TEST(SaveDocumentTest, SavesThroughTheManager)
+{
+    initializeKxSvg();
+    const kxSvgIOManager* manager = kxSvgIOManager::get();
+    ASSERT_NE(manager, nullptr);
+    auto doc = BuildFullDocument();
+    SaveOptions options = NoHead();
+    std::list<std::string> messages{"old"};
+
+    // To memory, compact and formatted.
+    std::string out;
+    kxIoDeviceByteContainerWriteOnly device(out);
+    EXPECT_TRUE(manager->saveSvg(*doc, device, "svg", nullptr, &options, &messages));
+    EXPECT_TRUE(messages.empty());
+    ExpectMatchesFile(out, "full-tree-expected.svg");
+    options.formatOutput = true;
+    std::string formatted;
+    kxIoDeviceByteContainerWriteOnly formattedDevice(formatted);
+    EXPECT_TRUE(manager->saveSvg(*doc, formattedDevice, "svg", nullptr, &options, nullptr));
+    ExpectMatchesFile(formatted, "full-tree-formatted-expected.svg");
+
+    // To a file.
+    const std::string path = testing::TempDir() + "kxsvg-write-test.svg";
+    EXPECT_TRUE(manager->saveSvg(*doc, path, nullptr, &options, &messages));
+    std::string fromFile;
+    ASSERT_TRUE(kxtest::readFile(path, fromFile));
+    EXPECT_EQ(fromFile, formatted);
+    std::remove(path.c_str());
+
+    // A failed write is reported as a failure.
+    Document bad;
+    bad.addChild(std::make_shared<Text>(Wm4::Vector2<float>(0, 0), "\xED\xA0\x80"), true);
+    kxtest::LogCapture log;
+    std::string badOut;
+    kxIoDeviceByteContainerWriteOnly badDevice(badOut);
+    EXPECT_FALSE(manager->saveSvg(bad, badDevice, "svg", nullptr, nullptr, &messages));
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"Text content was not utf8"});
+    terminateKxSvg();
 }
 
 // ------------------------------------------------------------------ file pairs
