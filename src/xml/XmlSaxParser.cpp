@@ -25,6 +25,15 @@ namespace {
 // low, small enough that a huge file is never held in memory.
 constexpr int64_t kChunkSize = 64 * 1024;
 
+// Entity references can make the parser produce far more than it reads (one
+// 10 KB entity referenced a hundred thousand times gives a gigabyte), and
+// libxml2 only catches that when it builds a tree itself. The events are
+// therefore weighed here: once they outgrow the input read so far by this
+// factor, beyond a fixed allowance, the parse fails.
+constexpr int64_t kAmplificationFactor = 10;
+constexpr int64_t kAmplificationAllowance = 8 * 1024 * 1024;
+const char* const kAmplificationMessage = "Maximum entity amplification factor exceeded";
+
 // What the callbacks share. libxml2 hands every callback a parser context
 // (the document's own, or a temporary one while it parses the replacement
 // text of an entity); both carry a pointer to this object in `_private`.
@@ -37,6 +46,8 @@ struct ParseSession {
     std::exception_ptr pendingException;
     std::vector<XmlAttribute> attributes; // reused by every start tag
     std::string name;                     // reused for prefixed names
+    int64_t bytesFed = 0;                 // input handed to libxml2 so far
+    int64_t bytesProduced = 0;            // weight of the events libxml2 produced
 
     explicit ParseSession(XmlSaxParserHandler& h) : handler(h) {}
 };
@@ -70,6 +81,20 @@ void guarded(ParseSession& session, void* context, Call&& call)
         session.pendingException = std::current_exception();
         stop(session, context);
     }
+}
+
+// Adds an event's weight; false (after reporting the failure) when the
+// events have grown out of proportion with the input.
+bool weigh(ParseSession& session, void* context, int64_t weight)
+{
+    session.bytesProduced += weight;
+    if (session.bytesProduced <= kAmplificationAllowance + kAmplificationFactor * session.bytesFed)
+        return true;
+    guarded(session, context, [&] {
+        session.handler.message(kAmplificationMessage, XmlSeverityFatal);
+        return false;
+    });
+    return false;
 }
 
 const std::string& qualifiedName(ParseSession& session, const xmlChar* localName, const xmlChar* prefix)
@@ -115,6 +140,14 @@ void onStartElement(void* context, const xmlChar* localName, const xmlChar* pref
     ParseSession* session = sessionOf(context);
     if (!session || session->stopped)
         return;
+    int64_t weight = 2 + (localName ? static_cast<int64_t>(std::strlen(reinterpret_cast<const char*>(localName))) : 0);
+    for (int i = 0; i < attributeCount && attributes; ++i) {
+        const xmlChar** a = attributes + 5 * i;
+        if (a[3] && a[4] && a[4] >= a[3])
+            weight += 4 + (a[4] - a[3]);
+    }
+    if (!weigh(*session, context, weight))
+        return;
     if (session->skipDepth > 0) {
         ++session->skipDepth;
         return;
@@ -152,7 +185,7 @@ void onStartElement(void* context, const xmlChar* localName, const xmlChar* pref
 void onEndElement(void* context, const xmlChar* localName, const xmlChar* prefix, const xmlChar*)
 {
     ParseSession* session = sessionOf(context);
-    if (!session || session->stopped)
+    if (!session || session->stopped || !weigh(*session, context, 3))
         return;
     if (session->skipDepth > 0) {
         // The end tag of a skipped element is not delivered either.
@@ -168,11 +201,35 @@ void onEndElement(void* context, const xmlChar* localName, const xmlChar* prefix
 void onCharacters(void* context, const xmlChar* text, int length)
 {
     ParseSession* session = sessionOf(context);
-    if (!session || session->stopped || session->skipDepth > 0)
+    if (!session || session->stopped || !weigh(*session, context, length > 0 ? length : 0))
+        return;
+    if (session->skipDepth > 0)
         return;
     guarded(*session, context, [&] {
         return session->handler.characters(reinterpret_cast<const char*>(text), length);
     });
+}
+
+// Comments and processing instructions are not handed over, but they are
+// weighed: an entity full of comments must not make the parser spin.
+void onComment(void* context, const xmlChar* text)
+{
+    ParseSession* session = sessionOf(context);
+    if (session && !session->stopped && text)
+        weigh(*session, context, 7 + static_cast<int64_t>(std::strlen(reinterpret_cast<const char*>(text))));
+}
+
+void onProcessingInstruction(void* context, const xmlChar* target, const xmlChar* data)
+{
+    ParseSession* session = sessionOf(context);
+    if (!session || session->stopped)
+        return;
+    int64_t weight = 4;
+    if (target)
+        weight += static_cast<int64_t>(std::strlen(reinterpret_cast<const char*>(target)));
+    if (data)
+        weight += static_cast<int64_t>(std::strlen(reinterpret_cast<const char*>(data)));
+    weigh(*session, context, weight);
 }
 
 // External entities are never declared: a reference to one is then an
@@ -245,6 +302,8 @@ xmlSAXHandler makeSaxHandler()
     sax.characters = onCharacters;
     sax.ignorableWhitespace = onCharacters;
     sax.cdataBlock = onCharacters;
+    sax.comment = onComment;
+    sax.processingInstruction = onProcessingInstruction;
     sax.serror = onStructuredError;
     return sax;
 }
@@ -276,9 +335,11 @@ bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCa
     bool readFailed = false;
     bool cancelled = false;
     int64_t offset = head;
+    session.bytesFed = head;
     for (;;) {
         const bool atEnd = got == 0;
         if (!atEnd) {
+            session.bytesFed += got - offset;
             xmlParseChunk(context, chunk.data() + offset, static_cast<int>(got - offset), 0);
             if (session.stopped)
                 break;
