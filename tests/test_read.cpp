@@ -314,6 +314,13 @@ TEST(ReadNumbers, TransformListsComposeLeftToRight)
     EXPECT_NEAR(apply(m, 10, 10).second, 10.0f, 1e-5);
     EXPECT_NEAR(apply(m, 11, 10).first, 10.0f, 1e-5);
     EXPECT_NEAR(apply(m, 11, 10).second, 11.0f, 1e-5);
+    // Quarter turns are exact.
+    ASSERT_TRUE(impl::ParseTransformList("rotate(90)", m, error));
+    EXPECT_EQ(m, M(0, -1, 0, 1, 0, 0, 0, 0, 1));
+    ASSERT_TRUE(impl::ParseTransformList("rotate(-180)", m, error));
+    EXPECT_EQ(m, M(-1, 0, 0, 0, -1, 0, 0, 0, 1));
+    ASSERT_TRUE(impl::ParseTransformList("rotate(30)", m, error));
+    EXPECT_EQ(m(1, 0), 0.5f);
     ASSERT_TRUE(impl::ParseTransformList("skewX(45)", m, error));
     EXPECT_NEAR(m(0, 1), 1.0f, 1e-6);
     EXPECT_EQ(m(1, 0), 0.0f);

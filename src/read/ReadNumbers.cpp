@@ -100,6 +100,24 @@ struct Affine {
 
 constexpr double kDegreesToRadians = 3.14159265358979323846 / 180.0;
 
+// Sine and cosine of an angle in degrees, exact for the multiples of 90 so
+// that quarter turns give clean zeros instead of 6e-17.
+void sinCosDegrees(double degrees, double& sine, double& cosine)
+{
+    const double turns = std::fmod(degrees, 360.0);
+    if (std::fmod(turns, 90.0) == 0.0) {
+        static const double kSin[4] = {0.0, 1.0, 0.0, -1.0};
+        static const double kCos[4] = {1.0, 0.0, -1.0, 0.0};
+        const int quarter = (int(turns / 90.0) + 4) % 4;
+        sine = kSin[quarter];
+        cosine = kCos[quarter];
+        return;
+    }
+    const double radians = degrees * kDegreesToRadians;
+    sine = std::sin(radians);
+    cosine = std::cos(radians);
+}
+
 Affine translation(double tx, double ty)
 {
     Affine m;
@@ -146,10 +164,8 @@ bool buildOperation(std::string_view name, const float* v, size_t n, Affine& m)
     }
     if (name == "rotate") {
         if (n != 1 && n != 3) return false;
-        const double angle = double(v[0]) * kDegreesToRadians;
         Affine r;
-        r.a = std::cos(angle);
-        r.b = std::sin(angle);
+        sinCosDegrees(v[0], r.b, r.a);
         r.c = -r.b;
         r.d = r.a;
         m = n == 3 ? translation(v[1], v[2]) * r * translation(-double(v[1]), -double(v[2])) : r;
