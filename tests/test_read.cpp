@@ -6,7 +6,9 @@
 #include "read/LoadDocument.h"
 #include "read/ReadNumbers.h"
 
+#include <kx/svg/IOManager.h>
 #include <kx/svg/Items.h>
+#include <kx/svg/Library.h>
 #include <kx/system/kxIoDevice.h>
 #include <kx/system/kxStringUtils.h>
 
@@ -700,6 +702,31 @@ TEST(ReadLoaderEvents, RootsEndTagsAndDiagnostics)
         EXPECT_FALSE(loader.endDocument());
         EXPECT_FALSE(result);
     }
+}
+
+// The public path: the manager picks the SVG driver, which runs this reader.
+TEST(ReadDocument, ThroughTheManager)
+{
+    initializeKxSvg();
+    ASSERT_NE(kxSvgIOManager::get(), nullptr);
+    const std::string dir = std::string(KXSVG_TEST_DATA_DIR) + "/read/";
+    ItemInterfacePointer<ItemInterface> root;
+    std::list<std::string> messages{"old"};
+    EXPECT_TRUE(kxSvgIOManager::get()->loadSvg(root, dir + "text_offsets.svg", nullptr, nullptr, &messages));
+    EXPECT_TRUE(messages.empty());
+    ASSERT_TRUE(root);
+    EXPECT_EQ(child<Text>(root).getPosition(), Wm4::Vector2<float>(12, 19));
+
+    LoadOptions lenient;
+    lenient.ignoreUnsupported = true;
+    root.reset();
+    EXPECT_FALSE(kxSvgIOManager::get()->loadSvg(root, dir + "unsupported_tag.svg", nullptr, nullptr, &messages));
+    EXPECT_EQ(messages, std::list<std::string>{"Found unsupported tag in svg : \"ellipse\""});
+    EXPECT_FALSE(root);
+    EXPECT_TRUE(kxSvgIOManager::get()->loadSvg(root, dir + "unsupported_tag.svg", nullptr, &lenient, &messages));
+    EXPECT_EQ(messages, std::list<std::string>{"Ignore unsupported tag in svg : \"ellipse\""});
+    EXPECT_TRUE(root);
+    terminateKxSvg();
 }
 
 // ---------------------------------------------------------------------------
