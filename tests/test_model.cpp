@@ -15,7 +15,7 @@ namespace {
 // An item claiming a kind the model does not know.
 class AlienItem : public ItemInterface {
 public:
-    AlienItem() : ItemInterface(static_cast<ItemType>(9)) {}
+    explicit AlienItem(ItemType type = static_cast<ItemType>(9)) : ItemInterface(type) {}
     bool computeEstimatedBoundingVolume(BoundingBox&, const Wm4::Matrix3<float>&) const override { return false; }
 
 protected:
@@ -122,6 +122,9 @@ TEST(ItemsTest, DeepCopyDropsInvalidChildrenAndSharesNothing)
     source.editChildren().push_back(nullptr);
     source.editChildren().push_back(std::make_shared<Document>());
     source.editChildren().push_back(std::make_shared<AlienItem>());
+    // Items whose class does not match the kind they claim are dropped too.
+    source.editChildren().push_back(std::make_shared<AlienItem>(ItemType::Line));
+    source.editChildren().push_back(std::make_shared<AlienItem>(ItemType::Node));
     source.addChild(inner, true);
     auto image = WithId(std::make_shared<Image>(), "image");
     image->editHref() = "a.png";
@@ -140,7 +143,7 @@ TEST(ItemsTest, DeepCopyDropsInvalidChildrenAndSharesNothing)
     auto sourceIt = source.getChildren().begin();
     for (const auto& child : copy.getChildren()) {
         while (!*sourceIt || (*sourceIt)->getType() == ItemType::Document ||
-               static_cast<int>((*sourceIt)->getType()) > 7)
+               static_cast<int>((*sourceIt)->getType()) > 7 || dynamic_cast<const AlienItem*>(sourceIt->get()))
             ++sourceIt;
         EXPECT_NE(child.get(), sourceIt->get());
         EXPECT_EQ(child->getType(), (*sourceIt)->getType());

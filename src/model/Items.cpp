@@ -9,23 +9,34 @@ namespace svg {
 
 namespace {
 
+// A copy of `source` as class T, or null when it is not one.
+template <class T>
+std::shared_ptr<ItemInterface> CopyAs(const ItemInterface& source)
+{
+    const T* item = dynamic_cast<const T*>(&source);
+    if (!item) return nullptr;
+    return std::make_shared<T>(*item);
+}
+
 // Allocates a copy of a non-group item from its kind; null for groups,
 // documents and unknown kinds (the caller handles those).
 std::shared_ptr<ItemInterface> CopyLeafItem(const ItemInterface& source)
 {
+    // The kind picks the class; an item whose class does not match its kind
+    // is dropped like an unknown kind rather than misread.
     switch (source.getType()) {
     case ItemType::Line:
-        return std::make_shared<Line>(static_cast<const Line&>(source));
+        return CopyAs<Line>(source);
     case ItemType::Rect:
-        return std::make_shared<Rect>(static_cast<const Rect&>(source));
+        return CopyAs<Rect>(source);
     case ItemType::Circle:
-        return std::make_shared<Circle>(static_cast<const Circle&>(source));
+        return CopyAs<Circle>(source);
     case ItemType::Path:
-        return std::make_shared<Path>(static_cast<const Path&>(source));
+        return CopyAs<Path>(source);
     case ItemType::Text:
-        return std::make_shared<Text>(static_cast<const Text&>(source));
+        return CopyAs<Text>(source);
     case ItemType::Image:
-        return std::make_shared<Image>(static_cast<const Image&>(source));
+        return CopyAs<Image>(source);
     default:
         return nullptr;
     }
@@ -77,7 +88,9 @@ void Node::copyChildrenFrom(const Node& source)
             if (!child) continue;
             const ItemType type = child->getType();
             if (type == ItemType::Node) {
-                const Node& sourceGroup = static_cast<const Node&>(*child);
+                const Node* asGroup = dynamic_cast<const Node*>(child.get());
+                if (!asGroup) continue;
+                const Node& sourceGroup = *asGroup;
                 auto group = std::make_shared<Node>();
                 group->ItemInterface::operator=(sourceGroup);
                 to->m_children.push_back(group);
@@ -102,8 +115,7 @@ Node::~Node()
         if (item && item.use_count() == 1) {
             const ItemType type = item->getType();
             if (type == ItemType::Node || type == ItemType::Document) {
-                Children& grandChildren = static_cast<Node&>(*item).m_children;
-                pending.splice(pending.end(), grandChildren);
+                if (Node* group = dynamic_cast<Node*>(item.get())) pending.splice(pending.end(), group->m_children);
             }
         }
     }

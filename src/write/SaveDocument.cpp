@@ -34,7 +34,7 @@ bool WriteComment(xmlTextWriter* writer, const std::string& text)
 const Node* AsGroup(const ItemInterface& item)
 {
     const ItemType type = item.getType();
-    if (type == ItemType::Node || type == ItemType::Document) return static_cast<const Node*>(&item);
+    if (type == ItemType::Node || type == ItemType::Document) return dynamic_cast<const Node*>(&item);
     return nullptr;
 }
 
