@@ -704,6 +704,31 @@ TEST(ReadLoaderEvents, RootsEndTagsAndDiagnostics)
     }
 }
 
+// Every prefix of every golden input, and copies with bytes overwritten,
+// either load or fail with a message.
+TEST(ReadDocument, TruncatedAndDamagedInputs)
+{
+    const std::vector<std::string> files = kxtest::listSvgFiles(std::string(KXSVG_TEST_DATA_DIR) + "/read");
+    ASSERT_FALSE(files.empty());
+    unsigned seed = 12345;
+    auto next = [&seed]() { return seed = seed * 1103515245u + 12345u; };
+    const char noise[] = {'<', '>', '"', '\'', '/', '&', ';', ' ', '(', ')', 'M', 'Q', '0', '.', 'e', '-', '\0', '\xff'};
+    for (const std::string& file : files) {
+        std::string input;
+        ASSERT_TRUE(kxtest::readFile(file, input));
+        for (size_t cut = 0; cut < input.size(); ++cut) {
+            const LoadRun run = load(input.substr(0, cut), (cut & 1) != 0);
+            EXPECT_TRUE((run.ok && run.root) || !run.messages.empty()) << file << " cut at " << cut;
+        }
+        for (int round = 0; round < 50; ++round) {
+            std::string damaged = input;
+            for (int k = 0; k < 3; ++k) damaged[(next() >> 8) % damaged.size()] = noise[(next() >> 8) % sizeof noise];
+            const LoadRun run = load(damaged, (round & 1) != 0);
+            EXPECT_TRUE((run.ok && run.root) || !run.messages.empty()) << file << ": " << damaged;
+        }
+    }
+}
+
 // The public path: the manager picks the SVG driver, which runs this reader.
 TEST(ReadDocument, ThroughTheManager)
 {
