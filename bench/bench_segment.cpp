@@ -110,6 +110,60 @@ void BM_SegmentLargeFileOutlineOnly(benchmark::State& state)
 }
 BENCHMARK(BM_SegmentLargeFileOutlineOnly)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
+// Every shape of the drawings, each on its own: a failed fill does not stop
+// the run, so this measures the whole pipeline including triangulation.
+// Shapes use their own properties and transforms only.
+struct LeafCollector : VisitorBase<const ItemInterface> {
+    static std::vector<const ItemInterface*> run(const Node& root)
+    {
+        std::vector<const ItemInterface*> leaves;
+        walkChildren(
+            root,
+            [&](const ItemInterface& item, const Node* group) {
+                if (!group) leaves.push_back(&item);
+                return true;
+            },
+            [](const Node&) {});
+        return leaves;
+    }
+};
+
+void BM_SegmentLargeFileEveryShape(benchmark::State& state)
+{
+    std::string name;
+    const Node* root = LoadedLargeFile(static_cast<std::size_t>(state.range(0)), &name);
+    if (!root) {
+        state.SkipWithError("large corpus file absent or not loadable");
+        return;
+    }
+    state.SetLabel(name);
+    const std::vector<const ItemInterface*> leaves = LeafCollector::run(*root);
+    kxLog::setSink([](int, const std::string&, const std::string&) {});
+    double primitives = 0, points = 0, triangles = 0, failures = 0;
+    for (auto _ : state) {
+        const Document empty;
+        SegmenterVisitor visitor(empty);
+        failures = 0;
+        for (const ItemInterface* leaf : leaves) {
+            const Wm4::Matrix3<float> transform =
+                leaf->getTransform() ? *leaf->getTransform() : Wm4::Matrix3<float>::IDENTITY;
+            if (!visitor.segmentObject(*leaf, transform, leaf->getRenderingProperties())) ++failures;
+        }
+        for (const auto& p : visitor.getSegmentedPrimitives()) {
+            points += static_cast<double>(p->points.size());
+            triangles += static_cast<double>(p->triangleIndices.size() / 3);
+        }
+        primitives += static_cast<double>(visitor.getSegmentedPrimitives().size());
+    }
+    kxLog::setSink(nullptr);
+    state.counters["primitives/s"] = benchmark::Counter(primitives, benchmark::Counter::kIsRate);
+    state.counters["points/s"] = benchmark::Counter(points, benchmark::Counter::kIsRate);
+    state.counters["triangles/s"] = benchmark::Counter(triangles, benchmark::Counter::kIsRate);
+    state.counters["primitives"] = benchmark::Counter(primitives, benchmark::Counter::kAvgIterations);
+    state.counters["fillFailures"] = failures;
+}
+BENCHMARK(BM_SegmentLargeFileEveryShape)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+
 // Flattening alone: a fixed set of random cubics into one growing outline.
 void BM_FlattenCubics(benchmark::State& state)
 {
