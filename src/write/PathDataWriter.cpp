@@ -1,7 +1,7 @@
 // PathDataWriter.cpp - the "d" text of a path.
 #include "write/PathDataWriter.h"
 
-#include <kx/svg/WriterHelpers.h>
+#include "write/NumberFormat.h"
 
 #include <cstdint>
 
@@ -68,18 +68,17 @@ void BuildPathData(const Path::Commands& commands, const SaveOptions& options, s
         const std::size_t patternLength = std::char_traits<char>::length(pattern);
         if (patternLength == 0) continue;
         std::size_t slot = 0;
+        char number[kNumberBufferSize];
         for (float value : command.arguments) {
-            const std::size_t start = out.size();
+            std::size_t length = 1;
             if (pattern[slot] == 'b')
-                out += value == 0.0f ? '0' : '1';
+                number[0] = value == 0.0f ? '0' : '1';
             else
-                Helpers::appendSvgNumber(out, value, options);
+                length = FormatSvgNumber(number, value, options.floatPrecision);
             if (++slot == patternLength) slot = 0;
-            // Decide the separator now that the token's first character is known.
-            if (start > 0) {
-                const bool needSpace = spaced || (IsDigit(out[start - 1]) && IsDigit(out[start]));
-                if (needSpace) out.insert(out.begin() + static_cast<std::ptrdiff_t>(start), ' ');
-            }
+            // Compact output separates two numbers only where their digits would merge.
+            if (!out.empty() && (spaced || (IsDigit(out.back()) && IsDigit(number[0])))) out += ' ';
+            out.append(number, length);
         }
     }
 }

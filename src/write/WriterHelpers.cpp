@@ -1,6 +1,8 @@
 // WriterHelpers.cpp - number and attribute formatting of the SVG writer.
 #include <kx/svg/WriterHelpers.h>
 
+#include "write/NumberFormat.h"
+
 #include <kx/system/kxLog.h>
 #include <kx/system/kxStringUtils.h>
 #include <kx/xml/XmlSaveContext.h>
@@ -12,19 +14,9 @@
 
 namespace kx {
 namespace svg {
-namespace Helpers {
 
-namespace {
+namespace impl {
 
-// A float widened to double is a dyadic rational with at most 149 binary
-// digits after the point, so it has at most 149 decimal digits after the
-// point. Any precision beyond that only appends zeros, which the trimming
-// step removes again: capping the precision gives the same text.
-constexpr int kMaxUsefulPrecision = 149;
-// Sign, 39 integer digits of the largest float, the point and the digits.
-constexpr std::size_t kNumberBufferSize = 1 + 39 + 1 + kMaxUsefulPrecision + 16;
-
-// Formats into `buffer` and returns the length of the final text.
 std::size_t FormatSvgNumber(char* buffer, float value, int32_t floatPrecision)
 {
     if (std::isnan(value)) {
@@ -66,7 +58,13 @@ std::size_t FormatSvgNumber(char* buffer, float value, int32_t floatPrecision)
     return length;
 }
 
-} // namespace
+} // namespace impl
+
+namespace Helpers {
+
+using impl::FormatSvgNumber;
+using impl::kMaxUsefulPrecision;
+using impl::kNumberBufferSize;
 
 void appendSvgNumber(std::string& out, float value, const SaveOptions& options)
 {
