@@ -332,16 +332,6 @@ TEST(BezierSegment, PointsAndIndexPairs)
     DeCasteljauSegmentBezier(ws, linear, none, false, 32, kPathTolerance);
     EXPECT_TRUE(none.points.empty());
     EXPECT_TRUE(none.lineIndices.empty());
-
-    // A bent curve: indices form one chain over all points.
-    SegmentedPrimitive chain;
-    DeCasteljauSegmentBezier(ws, bent, chain, true, 32, kPathTolerance);
-    ASSERT_GT(chain.points.size(), 3u);
-    ASSERT_EQ(chain.lineIndices.size(), 2 * (chain.points.size() - 1));
-    for (std::size_t i = 0; i + 1 < chain.points.size(); ++i) {
-        EXPECT_EQ(chain.lineIndices[2 * i], i);
-        EXPECT_EQ(chain.lineIndices[2 * i + 1], i + 1);
-    }
 }
 
 TEST(BezierSegment, IndexOverflowIsLoggedAndAddsNothing)
