@@ -43,36 +43,19 @@ TEST(ItemsTest, ConstructorsSetKindsAndDefaults)
 {
     Document doc;
     EXPECT_EQ(doc.getType(), ItemType::Document);
-    EXPECT_FALSE(doc.getViewbox().has_value());
-    EXPECT_FALSE(doc.getStyle().has_value());
-    EXPECT_TRUE(doc.getChildren().empty());
-    EXPECT_FALSE(doc.getTransform().has_value());
-    EXPECT_FALSE(doc.getId().has_value());
-    EXPECT_EQ(doc.getRenderingProperties(), RenderingProperties());
-
+    EXPECT_FALSE(doc.getViewbox() || doc.getStyle() || doc.getTransform() || doc.getId());
     EXPECT_EQ(Node().getType(), ItemType::Node);
-    Line line(Wm4::Vector2<float>(1, 2), Wm4::Vector2<float>(3, 4));
-    EXPECT_EQ(line.getType(), ItemType::Line);
-    EXPECT_EQ(line.getStart(), Wm4::Vector2<float>(1, 2));
-    EXPECT_EQ(line.getEnd(), Wm4::Vector2<float>(3, 4));
+    EXPECT_EQ(Path().getType(), ItemType::Path);
+    EXPECT_EQ(Circle(Wm4::Vector2<float>(5, 6), 7.0f).getType(), ItemType::Circle);
+    EXPECT_EQ(Line(Wm4::Vector2<float>(1, 2), Wm4::Vector2<float>(3, 4)).getType(), ItemType::Line);
 
     Rect rect(Wm4::Vector2<float>(1, 2), Wm4::Vector2<float>(10, 20));
     EXPECT_EQ(rect.getType(), ItemType::Rect);
     EXPECT_EQ(rect.getRx(), 0.0f);
     EXPECT_EQ(rect.getRy(), 0.0f);
-    EXPECT_EQ(rect.getSize(), Wm4::Vector2<float>(10, 20));
-
-    Circle circle(Wm4::Vector2<float>(5, 6), 7.0f);
-    EXPECT_EQ(circle.getType(), ItemType::Circle);
-    EXPECT_EQ(circle.getRadius(), 7.0f);
-
-    Path path;
-    EXPECT_EQ(path.getType(), ItemType::Path);
-    EXPECT_TRUE(path.getCommands().empty());
 
     Text text(Wm4::Vector2<float>(1, 1), "hello");
     EXPECT_EQ(text.getType(), ItemType::Text);
-    EXPECT_EQ(text.getContent(), "hello");
     EXPECT_FALSE(text.getFontFamily() || text.getFontSize() || text.getTextLength() || text.getXmlSpacePreserve() ||
                  text.getBold() || text.getItalic() || text.getUnderline());
 
