@@ -12,7 +12,9 @@
 #include "TestSupport.h"
 
 #include <cstdio>
+#include <atomic>
 #include <fstream>
+#include <thread>
 #include <unistd.h>
 
 using kx::svg::ItemInterface;
@@ -149,6 +151,24 @@ TEST(Lifecycle, InitialisationNests)
     ASSERT_NE(kxSvgIOManager::get(), nullptr);
     EXPECT_EQ(kxSvgIOManager::get()->getDrivers().size(), 1u);
     kx::svg::terminateKxSvg();
+    EXPECT_EQ(kxSvgIOManager::get(), nullptr);
+}
+
+TEST(Lifecycle, ConcurrentInitialisationsSeeAReadyManager)
+{
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            kx::svg::initializeKxSvg();
+            if (kxSvgIOManager::get() && kxSvgIOManager::get()->getDrivers().size() == 1)
+                ++ready;
+        });
+    for (std::thread& t : threads)
+        t.join();
+    EXPECT_EQ(ready.load(), 4);
+    for (int t = 0; t < 4; ++t)
+        kx::svg::terminateKxSvg();
     EXPECT_EQ(kxSvgIOManager::get(), nullptr);
 }
 

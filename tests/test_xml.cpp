@@ -458,6 +458,13 @@ TEST(XmlParse, DeviceErrorsAndHandlerExceptions)
         EXPECT_EQ(h.events, expected);
     }
     {
+        // A device that fails at once: its message, and nothing else.
+        kxIoDeviceNullWriteOnly writeOnly;
+        RecordingHandler h;
+        EXPECT_FALSE(ParseXmlStream(writeOnly, h, nullptr));
+        EXPECT_EQ(h.events, std::vector<std::string>{"message 3 readBytes is not supported"});
+    }
+    {
         RecordingHandler h;
         h.throwOnStart = true;
         EXPECT_THROW(parseText("<a><b/></a>", h), std::runtime_error);
@@ -537,7 +544,11 @@ TEST(XmlLibrary, InitialisationNests)
     RecordingHandler h;
     EXPECT_TRUE(parseText("<a/>", h));
     kx::xml::finalizeXmlLibrary();
-    kx::xml::finalizeXmlLibrary(); // unbalanced: ignored
+    {
+        kxtest::LogCapture capture;
+        kx::xml::finalizeXmlLibrary(); // unbalanced: logged and otherwise ignored
+        EXPECT_EQ(capture.messages(), std::vector<std::string>{"Library 'xml' terminated more often than initialised"});
+    }
     RecordingHandler again;
     EXPECT_TRUE(parseText("<a/>", again));
 }

@@ -5,6 +5,7 @@
 #include <kx/system/kxLibInitCounter.h>
 #include <kx/xml/XmlLibrary.h>
 
+#include <mutex>
 
 namespace kx {
 namespace svg {
@@ -12,6 +13,10 @@ namespace svg {
 namespace {
 
 kx::impl::LibInitCounter gInitCounter("svg", true);
+
+// Held for the whole of each call, so that a nested call made on another
+// thread while the first one is still building the manager waits for it.
+std::mutex gLifecycleMutex;
 
 // The library's own driver, owned between the first initialisation and the
 // last termination, and how many times it was registered.
@@ -22,6 +27,7 @@ int gDriverRegistrations = 0;
 
 void initializeKxSvg()
 {
+    std::lock_guard<std::mutex> lock(gLifecycleMutex);
     if (!gInitCounter.incrementInitCounter())
         return;
     kx::xml::initializeXmlLibrary();
@@ -47,6 +53,7 @@ void initializeKxSvg()
 
 void terminateKxSvg()
 {
+    std::lock_guard<std::mutex> lock(gLifecycleMutex);
     if (!gInitCounter.decrementInitCounter())
         return;
     kxSvgIOManager* manager = kxSvgIOManager::sThis;

@@ -10,6 +10,7 @@
 #include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -318,14 +319,20 @@ bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCa
 
     // The first bytes let libxml2 detect the encoding before parsing starts.
     int64_t got = device.readBytes(chunk.data(), kChunkSize);
-    if (got < 0)
-        got = 0;
+    got = std::clamp<int64_t>(got, 0, kChunkSize); // a device must not claim more than asked
+    if (got == 0 && device.hasDeviceError()) {
+        const std::string& text = device.getDeviceErrorMsg();
+        handler.message(text.empty() ? "Reading the input failed" : text, XmlSeverityFatal);
+        return false;
+    }
     const int head = static_cast<int>(got < 4 ? got : 4);
 
     xmlSAXHandler sax = makeSaxHandler();
     xmlParserCtxtPtr context = xmlCreatePushParserCtxt(&sax, nullptr, chunk.data(), head, nullptr);
-    if (!context)
+    if (!context) {
+        handler.message("Cannot create the XML parser", XmlSeverityFatal);
         return false;
+    }
     context->_private = &session;
     session.documentContext = context;
     // Internal entities are substituted (so "&amp;" arrives as "&"), no
@@ -352,9 +359,7 @@ bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCa
             break;
         }
         offset = 0;
-        got = device.readBytes(chunk.data(), kChunkSize);
-        if (got < 0)
-            got = 0;
+        got = std::clamp<int64_t>(device.readBytes(chunk.data(), kChunkSize), 0, kChunkSize);
         if (device.hasDeviceError()) {
             readFailed = true;
             break;
