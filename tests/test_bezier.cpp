@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <new>
+#include <stdexcept>
 #include <vector>
 
 // Counts heap allocations while a test asks for it, to check that flattening
@@ -124,6 +125,10 @@ TEST(BezierWorkspace, BlockCountsCursorAndReuse)
     }
     ws.initWorkspace(5, 3);
     EXPECT_EQ(ws.getStorageSize(), 32u * 3);
+    // Sizes beyond any memory fail as an allocation would, without wrapping around.
+    EXPECT_THROW(ws.initWorkspace(1ul << 50, 4), std::length_error);
+    EXPECT_THROW(ws.initWorkspace(4, ~0ul), std::length_error);
+    EXPECT_THROW(ws.initWorkspace(~0ul, 4), std::length_error);
 
     // Blocks are handed out back to back from the start of the storage.
     ws.initWorkspace(32, 4);

@@ -6,6 +6,7 @@
 #include <kx/system/kxLog.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace kx {
 namespace svg {
@@ -38,6 +39,8 @@ inline float Cross(const Vec2& a, const Vec2& b) { return a.X() * b.Y() - a.Y() 
 uint64_t BlockCountFor(unsigned long maxJobs)
 {
     if (maxJobs == 0) return 4;
+    // Beyond this the count could not be represented, let alone allocated.
+    if (static_cast<uint64_t>(maxJobs) > (uint64_t(1) << 40)) throw std::length_error("Bezier workspace too large");
     uint64_t power = 1;
     while (power < static_cast<uint64_t>(maxJobs)) power <<= 1;
     return 4 * power;
@@ -53,8 +56,11 @@ void BezierSegmentationWorkspace::initWorkspace(unsigned long maxJobs, unsigned 
 {
     // The old contents are never read again, so resizing is enough: a storage
     // that already has the right length is not touched at all.
+    const uint64_t blocks = BlockCountFor(maxJobs);
+    if (numPoints != 0 && blocks > m_storage.max_size() / numPoints)
+        throw std::length_error("Bezier workspace too large");
     m_numPoints = numPoints;
-    m_storage.resize(static_cast<std::size_t>(BlockCountFor(maxJobs) * m_numPoints));
+    m_storage.resize(static_cast<std::size_t>(blocks * m_numPoints));
     m_cursor = m_storage.data();
 }
 

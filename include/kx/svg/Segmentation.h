@@ -78,7 +78,8 @@ public:
     /// Takes every block back and sizes the storage for a run of at most
     /// `maxJobs` jobs: 4 blocks when `maxJobs` is 0, else 4 x the smallest
     /// power of two not below `maxJobs`, of `numPoints` points each. Capacity
-    /// that is already large enough is kept.
+    /// that is already large enough is kept. Sizes that cannot be allocated
+    /// at all throw `std::length_error`, like any allocation failure.
     void initWorkspace(unsigned long maxJobs, unsigned long numPoints);
     /// The next free block (no bounds check: `initWorkspace` sized the storage).
     Wm4::Vector2<float>* createVector();
