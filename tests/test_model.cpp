@@ -180,6 +180,12 @@ TEST(ItemsTest, DocumentCopyAndAssignment)
     outer = *middle;
     EXPECT_EQ(*outer.getId(), "middle");
     EXPECT_EQ(ChildIds(outer), (std::vector<std::string>{"leaf"}));
+
+    // Assignment keeps the kind of the target.
+    Document target;
+    static_cast<Node&>(target) = outer;
+    EXPECT_EQ(target.getType(), ItemType::Document);
+    EXPECT_EQ(ChildIds(target), (std::vector<std::string>{"leaf"}));
 }
 
 TEST(ItemsTest, VeryDeepChainsCopyAndReleaseWithoutRecursion)

@@ -67,7 +67,11 @@ Node& Node::operator=(const Node& other)
     // Copy first: `other` may live inside this node's own subtree, which the
     // swap below releases.
     Node copy(other);
-    ItemInterface::operator=(other);
+    // The common fields one by one: an item's kind never changes, so a
+    // document assigned from a group through a Node reference stays a document.
+    editTransform() = other.getTransform();
+    editId() = other.getId();
+    editRenderingProperties() = other.getRenderingProperties();
     m_children.swap(copy.m_children);
     return *this;
 }
