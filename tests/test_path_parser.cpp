@@ -402,3 +402,124 @@ TEST(PathParserCorpus, EveryPathOfTheCorpusParsesOrFailsWithAKnownMessage)
     // compact arc flags or quadratic curves (about one path in seven).
     EXPECT_LT(failures * 4, paths);
 }
+
+// ---------------------------------------------------------------- generated texts
+
+TEST(PathParserGenerated, WrittenCommandsParseBackExactly)
+{
+    // Random command lists written with every accepted separator form must
+    // come back as exactly the commands written.
+    std::mt19937 rng(5);
+    const std::string letters = "MmLlAaHhVvCcSsZz";
+    const unsigned counts[] = {2, 2, 2, 2, 7, 7, 1, 1, 1, 1, 6, 6, 4, 4, 0, 0};
+    const CT types[] = {CT::MoveToAbs, CT::MoveToRel, CT::LineToAbs, CT::LineToRel, CT::EllipticalArcAbs,
+                        CT::EllipticalArcRel, CT::HLineToAbs, CT::HLineToRel, CT::VLineToAbs, CT::VLineToRel,
+                        CT::CubicBezierAbs, CT::CubicBezierRel, CT::SmoothCubicBezierAbs, CT::SmoothCubicBezierRel,
+                        CT::ClosePath, CT::ClosePath};
+    std::uniform_int_distribution<int> pickLetter(0, 15);
+    std::uniform_int_distribution<int> pickGroups(1, 3);
+    std::uniform_int_distribution<int> pickCommands(1, 12);
+    std::uniform_real_distribution<float> value(-1000.0f, 1000.0f);
+    std::uniform_int_distribution<int> coin(0, 3);
+    const char* formats[] = {"%g", "%.3f", "%.2e", "%.9g"};
+    const char* separators[] = {" ", ",", " , ", "\n", "  "};
+    const char* gaps[] = {" ", "\n", "", "  \n "};
+
+    for (int round = 0; round < 3000; ++round) {
+        std::string text = coin(rng) == 0 ? " " : "";
+        std::list<Path::Command> expected;
+        const int commandCount = pickCommands(rng);
+        for (int c = 0; c < commandCount; ++c) {
+            int li = c == 0 ? coin(rng) % 2 : pickLetter(rng);
+            const char letter = letters[li];
+            text += letter;
+            text += gaps[coin(rng)];
+            const unsigned n = counts[li];
+            if (n == 0) {
+                expected.emplace_back(CT::ClosePath, std::vector<float>());
+                text += ' ';
+                continue;
+            }
+            const int groups = pickGroups(rng);
+            for (int g = 0; g < groups; ++g) {
+                if (g > 0) text += coin(rng) % 2 ? " " : "\n";
+                std::vector<float> numbers;
+                for (unsigned k = 0; k < n; ++k) {
+                    const bool flag = n == 7 && (k == 3 || k == 4);
+                    char buf[64];
+                    if (flag) {
+                        const int f = coin(rng) % 2;
+                        std::snprintf(buf, sizeof buf, "%d", f);
+                    } else {
+                        std::snprintf(buf, sizeof buf, formats[coin(rng)], static_cast<double>(value(rng)));
+                    }
+                    if (k > 0) {
+                        // No separator at all is allowed before a sign.
+                        const bool bare = buf[0] == '-' && coin(rng) == 0;
+                        if (!bare) text += separators[std::uniform_int_distribution<int>(0, 4)(rng)];
+                    }
+                    text += buf;
+                    numbers.push_back(std::strtof(buf, nullptr));
+                }
+                CT type = types[li];
+                if (g > 0 && letter == 'M') type = CT::LineToAbs;
+                if (g > 0 && letter == 'm') type = CT::LineToRel;
+                expected.emplace_back(type, std::move(numbers));
+            }
+            text += gaps[coin(rng)];
+            // Two groups of different commands must not merge: a space keeps them apart.
+            text += ' ';
+        }
+        std::list<Path::Command> commands;
+        std::string error;
+        ASSERT_TRUE(ConvertPathStringToCommands(text, commands, &error)) << text << "\n" << error;
+        ASSERT_EQ(Describe(commands), Describe(expected)) << text;
+    }
+}
+
+TEST(PathParserGenerated, RandomBytesFailCleanly)
+{
+    // Any text either parses, fails with one of the known messages (or the
+    // empty one), or throws the utf8 library's exception: never anything else.
+    std::mt19937 rng(11);
+    const std::string alphabet = "MmLlHhVvCcSsAaZzQqTt0123456789.,-+eE \n\t\r";
+    std::uniform_int_distribution<int> length(0, 40);
+    std::uniform_int_distribution<int> pick(0, static_cast<int>(alphabet.size()) - 1);
+    std::uniform_int_distribution<int> byte(0, 255);
+    std::uniform_int_distribution<int> rare(0, 60);
+    const char* prefixes[] = {"Unmatched coordinate sequence after ", "Expected instructions following elliptical-arc",
+                              "Unsupported command in path @", "Expected MoveTo sequence at position ",
+                              "Unrecognized sequence at position "};
+    size_t accepted = 0, rejected = 0, thrown = 0;
+    for (int round = 0; round < 50000; ++round) {
+        std::string text = round % 2 ? "M" : "";
+        const int n = length(rng);
+        for (int i = 0; i < n; ++i)
+            text += rare(rng) == 0 ? static_cast<char>(byte(rng)) : alphabet[static_cast<size_t>(pick(rng))];
+        std::list<Path::Command> commands;
+        std::string error;
+        try {
+            if (ConvertPathStringToCommands(text, commands, &error)) {
+                ++accepted;
+                for (const auto& c : commands) {
+                    const size_t count = c.arguments.size();
+                    const bool good = c.type == CT::ClosePath ? count == 0
+                                      : (c.type == CT::EllipticalArcAbs || c.type == CT::EllipticalArcRel) ? count == 7
+                                                                                                           : count > 0;
+                    ASSERT_TRUE(good) << text;
+                }
+                continue;
+            }
+        } catch (const utf8::exception&) {
+            ++thrown;
+            continue;
+        }
+        ++rejected;
+        bool known = error.empty();
+        for (const char* p : prefixes) known = known || error.rfind(p, 0) == 0;
+        ASSERT_TRUE(known) << text << " -> " << error;
+    }
+    EXPECT_GT(accepted, 100u);
+    EXPECT_GT(rejected, 1000u);
+    EXPECT_GT(thrown, 10u);
+}

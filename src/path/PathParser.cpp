@@ -76,11 +76,33 @@ bool ConvertPathNumber(const char* first, const char* last, float& value)
 
 namespace {
 
-const std::string kLettersMove = "Mm";
-const std::string kLettersLine = "Ll";
-const std::string kLettersHV = "HhVv";
-const std::string kLettersCubic = "Cc";
-const std::string kLettersSmooth = "Ss";
+// Letter sets of the command rules, built on first use so that parsing works
+// even from another library's static initialisation.
+const std::string& LettersMove()
+{
+    static const std::string letters = "Mm";
+    return letters;
+}
+const std::string& LettersLine()
+{
+    static const std::string letters = "Ll";
+    return letters;
+}
+const std::string& LettersHV()
+{
+    static const std::string letters = "HhVv";
+    return letters;
+}
+const std::string& LettersCubic()
+{
+    static const std::string letters = "Cc";
+    return letters;
+}
+const std::string& LettersSmooth()
+{
+    static const std::string letters = "Ss";
+    return letters;
+}
 
 inline bool IsDigit(uint32_t c) { return c >= '0' && c <= '9'; }
 inline bool IsWhiteSpace(uint32_t c) { return c == ' ' || c == '\n'; }
@@ -317,13 +339,13 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeDrawToCommand(Curs
 {
     consumeAnyWhiteSpace(cursor);
     if (cursor == m_end) return NoMatch;
-    Result r = consumeCommandWithFloatSequence(cursor, kLettersLine, 2);
+    Result r = consumeCommandWithFloatSequence(cursor, LettersLine(), 2);
     if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, kLettersHV, 1);
+    r = consumeCommandWithFloatSequence(cursor, LettersHV(), 1);
     if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, kLettersCubic, 6);
+    r = consumeCommandWithFloatSequence(cursor, LettersCubic(), 6);
     if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, kLettersSmooth, 4);
+    r = consumeCommandWithFloatSequence(cursor, LettersSmooth(), 4);
     if (r != NoMatch) return r;
     r = consumeClosePath(cursor);
     if (r != NoMatch) return r;
@@ -342,7 +364,7 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeDrawToCommand(Curs
 PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeMoveToDrawToCommandGroup(Cursor& cursor, bool first)
 {
     if (cursor == m_end) return NoMatch;
-    const Result move = consumeCommandWithFloatSequence(cursor, kLettersMove, 2);
+    const Result move = consumeCommandWithFloatSequence(cursor, LettersMove(), 2);
     if (move == Error || (move == NoMatch && first)) {
         m_error = "Expected MoveTo sequence at position " + positionText(cursor);
         return Error;
