@@ -1,0 +1,33 @@
+// PreflightPath.h - rewriting path data into the strict path grammar.
+#ifndef KX_SVG_PREFLIGHT_PREFLIGHTPATH_H
+#define KX_SVG_PREFLIGHT_PREFLIGHTPATH_H
+
+#include <string>
+#include <string_view>
+
+namespace kx {
+namespace svg {
+namespace preflight {
+
+/// What a path rewrite did.
+struct PathRewriteStats {
+    unsigned quadratics = 0;   ///< Q/q/T/t segments turned into cubic segments
+    unsigned smoothAfterQuadratic = 0; ///< S/s segments written as C/c because they followed a quadratic
+    bool truncated = false;    ///< the data had an error; what came before it was kept
+};
+
+/// Rewrites SVG path data so that the strict parser accepts it: one space
+/// between all numbers and flags, no commas, quadratic segments as exact
+/// cubic equivalents. Numbers that need no change keep their exact text.
+/// Returns false when not even a first move-to could be read (`out` empty).
+bool RewritePathData(std::string_view in, std::string& out, PathRewriteStats& stats);
+
+/// Shortest text of a single-precision value that reads back as the same float
+/// ("-0" is written "0").
+std::string FormatFloat(double value);
+
+} // namespace preflight
+} // namespace svg
+} // namespace kx
+
+#endif
