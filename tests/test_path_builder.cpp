@@ -268,6 +268,22 @@ TEST(PathBuilder, Ellipses)
         EXPECT_GT(a.getDeltaAngle(), 0.0f);
     }
 
+    // Negative radii mirror the ellipse; the arcs still follow it.
+    for (const P& radii : {P(-10, 10), P(10, -10), P(-10, -10)}) {
+        PathBuilder mirrored;
+        mirrored.appendEllipse(P(0, 0), radii, 0.0f, kPiF / 2);
+        std::vector<std::unique_ptr<kx::svg::PathPrimitive>> arcs;
+        kx::svg::PathVisitorCommandsToPrimitives walk(
+            mirrored.getContent(),
+            [&arcs](std::unique_ptr<kx::svg::PathPrimitive>& p, bool) { arcs.push_back(std::move(p)); });
+        walk.visit();
+        ASSERT_EQ(arcs.size(), 1u);
+        const auto& a = static_cast<const kx::svg::PathEllipticalArc&>(*arcs[0]);
+        EXPECT_NEAR(a.getCenter().X(), 0.0f, 1e-4) << radii.X() << " " << radii.Y();
+        EXPECT_NEAR(a.getCenter().Y(), 0.0f, 1e-4) << radii.X() << " " << radii.Y();
+        EXPECT_EQ(a.getRadii(), P(10, 10));
+    }
+
     // Reversed in a contour: drawn from its end with the opposite sweep.
     const PathBuilder::Ellipse quarterArc(P(0, 0), P(10, 10), 0.0f, kPiF / 2);
     const P top = quarterArc.getEndPoint();

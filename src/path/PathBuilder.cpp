@@ -114,7 +114,9 @@ void PathBuilder::Ellipse::writeAsPath(PathBuilder& builder) const
     // Forwards the arc runs from the start angle by the sweep; backwards from
     // the end by the opposite sweep. The last piece ends exactly on the stored
     // end point.
-    const bool positive = m_sweepAngle > 0.0f;
+    // One negative radius mirrors the ellipse and so the direction of travel.
+    const bool mirrored = (m_radii.X() < 0.0f) != (m_radii.Y() < 0.0f);
+    const bool positive = (m_sweepAngle > 0.0f) != mirrored;
     const bool sweepFlag = isReversed() ? !positive : positive;
     const Point radii(std::fabs(m_radii.X()), std::fabs(m_radii.Y()));
     if (pieces == 2) {

@@ -95,7 +95,8 @@ public:
     /// the whole ellipse, whose end point is then exactly its start point. It is
     /// written as elliptical arcs of at most half a turn each (two for a whole
     /// ellipse), so that no arc has coinciding ends. A zero or NaN sweep writes
-    /// no arc.
+    /// no arc. A negative radius mirrors the ellipse (the point formula above
+    /// still holds); the arcs are written with the radii's absolute values.
     class KXSVG_API Ellipse : public PrimitiveInterface {
     public:
         Ellipse(const Point& center, const Point& radii, float startAngle, float sweepAngle);
