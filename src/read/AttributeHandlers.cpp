@@ -346,6 +346,8 @@ int HandleCommonAttribute(AttributeContext& context, ItemInterface& item, const 
         item.editTransform() = matrix;
         break;
     }
+    // Opacities are plain numbers, as in SVG 1.1: "50%" is refused, and
+    // values outside [0, 1] are kept as read (the colour code clamps).
     case AttributeId::Opacity:
         return storeOptionalNumber(context, id, attribute, properties.opacity);
     case AttributeId::FillOpacity:
