@@ -250,6 +250,22 @@ TEST(ReadNumbers, SingleNumberFollowsStrtofRules)
 
 TEST(ReadNumbers, FastPathMatchesStrtofBitForBit)
 {
+    auto same = [](const char* text) {
+        float fast = 0.0f;
+        char* end = nullptr;
+        const float reference = strtof_l(text, &end, kxStringUtils::msCLocale);
+        const bool consumed = *text == '\0' || (end != text && *end == '\0');
+        const bool ok = ParseSvgFloat(text, fast);
+        return ok == consumed && (!ok || std::memcmp(&fast, &reference, sizeof fast) == 0 ||
+                                  (std::isnan(fast) && std::isnan(reference)));
+    };
+    for (const char* tricky :
+         {"1e400", "-1e400", "1e-400", "1.4e-45", "7e-46", "1.17549435e-38", "3.4028235e38", "3.4028236e38",
+          "340282356779733661637539395458142568448", "0.000000000000000000000000000000000000000000001401298464",
+          "123456789012345678901234567890", "16777217", "-0", "-0.0e5", "00012", "1e+5", "1E5", ".5e-3", "5.e2",
+          "1_0", "0b101", "1e5.5", "12abc", " -7", "\t.5", "1\n"})
+        EXPECT_TRUE(same(tricky)) << tricky;
+
     // Random decimal texts: the fast path must give exactly what strtof_l gives.
     srand(7);
     char text[64];
