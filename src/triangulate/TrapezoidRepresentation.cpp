@@ -9,6 +9,7 @@
 // no longer separated by a vertical extension are merged.
 #include "TrapezoidRepresentation.h"
 
+#include <cmath>
 #include <random>
 #include <stdexcept>
 
@@ -55,8 +56,8 @@ uint32_t TrapezoidRepresentation::newNode(QueryNode::Kind kind, uint32_t key, ui
 // to an x-node's vertex goes right (the segment starts there and runs right);
 // a point on a y-node's segment must be a shared left end, and the side is
 // decided by where q lies.
-uint32_t TrapezoidRepresentation::locate(uint32_t p, uint32_t q) const {
-    uint32_t n = 0;
+uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q) const {
+    uint32_t n = start;
     for (std::size_t guard = 0; guard <= m_nodes.size(); ++guard) {
         const QueryNode& node = m_nodes[n];
         switch (node.kind) {
@@ -133,7 +134,7 @@ void TrapezoidRepresentation::insert(uint32_t segment) {
 
     // Walk the trapezoids crossed by the segment, left to right.
     m_path.clear();
-    uint32_t d = locate(p, q);
+    uint32_t d = locate(m_start[segment], p, q);
     if (m_traps[d].leftp != kNone && m_traps[d].leftp > p) FailTriangulation();
     for (;;) {
         m_path.push_back(d);
@@ -277,7 +278,27 @@ void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
         const std::size_t j = static_cast<std::size_t>(rng() % i);
         std::swap(order[i - 1], order[j]);
     }
-    for (uint32_t s : order) insert(s);
+    // Seidel's phases: after inserting the first n / log n, n / log log n, ...
+    // segments, every segment still waiting remembers the leaf its left end
+    // falls in. A leaf later turns into a subtree in place, so the next search
+    // starts there instead of at the root; this keeps searches short and the
+    // whole construction close to linear.
+    m_start.assign(n, 0);
+    std::size_t phases = 0;
+    for (double v = double(n); v > 1.0; v = std::log2(v)) ++phases;
+    std::size_t done = 0;
+    for (std::size_t h = 1; h < phases; ++h) {
+        double v = double(n);
+        for (std::size_t i = 0; i < h; ++i) v = std::log2(v);
+        std::size_t end = static_cast<std::size_t>(std::ceil(double(n) / v));
+        if (end > n) end = n;
+        for (; done < end; ++done) insert(order[done]);
+        for (std::size_t i = done; i < n; ++i) {
+            const MapSegment& s = m_segments[order[i]];
+            m_start[order[i]] = m_traps[locate(m_start[order[i]], s.left, s.right)].node;
+        }
+    }
+    for (; done < n; ++done) insert(order[done]);
     labelWindings(parityOnly);
 }
 

@@ -98,7 +98,7 @@ public:
     uint32_t trapezoidBelow(uint32_t s) const { return m_below[s]; }
 
 private:
-    uint32_t locate(uint32_t p, uint32_t q) const;
+    uint32_t locate(uint32_t start, uint32_t p, uint32_t q) const;
     void checkAgainstBoundary(const MapSegment& s, uint32_t boundary) const;
     void insert(uint32_t segment);
     uint32_t newTrapezoid(uint32_t top, uint32_t bottom, uint32_t leftp, uint32_t rightp);
@@ -110,6 +110,7 @@ private:
     std::vector<Trapezoid> m_traps;
     std::vector<QueryNode> m_nodes;
     std::vector<uint32_t> m_path; // trapezoids crossed by the segment being inserted
+    std::vector<uint32_t> m_start; // per segment: a DAG node whose region holds its left end
     std::vector<uint32_t> m_above;
     std::vector<uint32_t> m_below;
 };
