@@ -141,6 +141,15 @@ TEST(BezierWorkspace, BlockCountsCursorAndReuse)
     for (int i = 0; i < 4; ++i) EXPECT_EQ(third[i], src[i]);
     EXPECT_EQ(&*ws.toIterator(third), third);
 
+    // A copy hands out blocks from its own storage, at the same position.
+    BezierSegmentationWorkspace copy(ws);
+    Vec2* copied = copy.createVector();
+    EXPECT_TRUE(copied != third + 4);
+    EXPECT_EQ(copied[-4], src[0]); // the copied third block sits just before
+    BezierSegmentationWorkspace moved(std::move(copy));
+    EXPECT_EQ(moved.createVector(), copied + 4);
+    EXPECT_EQ(moved.getStorageSize(), 128u * 4);
+
     // A new run starts again at the first block, in the same buffer.
     ws.initWorkspace(3, 4);
     EXPECT_EQ(ws.createVector(), first);

@@ -52,6 +52,47 @@ uint64_t BlockCountFor(unsigned long maxJobs)
 
 BezierSegmentationWorkspace::BezierSegmentationWorkspace() : m_numPoints(0), m_cursor(nullptr) {}
 
+BezierSegmentationWorkspace::BezierSegmentationWorkspace(const BezierSegmentationWorkspace& other)
+    : m_numPoints(other.m_numPoints), m_cursor(nullptr), m_storage(other.m_storage)
+{
+    // The cursor is an address: rebase it onto the new storage.
+    if (other.m_cursor) m_cursor = m_storage.data() + (other.m_cursor - other.m_storage.data());
+}
+
+BezierSegmentationWorkspace::BezierSegmentationWorkspace(BezierSegmentationWorkspace&& other) noexcept
+    : m_numPoints(other.m_numPoints), m_cursor(other.m_cursor), m_storage(std::move(other.m_storage)),
+      m_jobs(std::move(other.m_jobs))
+{
+    // A moved vector keeps its buffer, so the cursor stays valid here.
+    other.m_numPoints = 0;
+    other.m_cursor = nullptr;
+    other.m_storage.clear();
+    other.m_jobs.clear();
+}
+
+BezierSegmentationWorkspace& BezierSegmentationWorkspace::operator=(const BezierSegmentationWorkspace& other)
+{
+    if (this != &other) *this = BezierSegmentationWorkspace(other);
+    return *this;
+}
+
+BezierSegmentationWorkspace& BezierSegmentationWorkspace::operator=(BezierSegmentationWorkspace&& other) noexcept
+{
+    if (this != &other) {
+        m_numPoints = other.m_numPoints;
+        m_cursor = other.m_cursor;
+        m_storage = std::move(other.m_storage);
+        m_jobs = std::move(other.m_jobs);
+        other.m_numPoints = 0;
+        other.m_cursor = nullptr;
+        other.m_storage.clear();
+        other.m_jobs.clear();
+    }
+    return *this;
+}
+
+BezierSegmentationWorkspace::~BezierSegmentationWorkspace() = default;
+
 void BezierSegmentationWorkspace::initWorkspace(unsigned long maxJobs, unsigned long numPoints)
 {
     // The old contents are never read again, so resizing is enough: a storage

@@ -74,6 +74,13 @@ public:
     using Storage = std::vector<Wm4::Vector2<float>>;
 
     BezierSegmentationWorkspace();
+    /// A copy has its own storage with the cursor at the same block; the job
+    /// scratch list is not copied (its jobs point into the source).
+    BezierSegmentationWorkspace(const BezierSegmentationWorkspace& other);
+    BezierSegmentationWorkspace(BezierSegmentationWorkspace&& other) noexcept;
+    BezierSegmentationWorkspace& operator=(const BezierSegmentationWorkspace& other);
+    BezierSegmentationWorkspace& operator=(BezierSegmentationWorkspace&& other) noexcept;
+    ~BezierSegmentationWorkspace();
 
     /// Takes every block back and sizes the storage for a run of at most
     /// `maxJobs` jobs: 4 blocks when `maxJobs` is 0, else 4 x the smallest
