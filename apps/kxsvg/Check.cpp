@@ -95,7 +95,7 @@ int runCheck(const CheckArgs& args)
         FileResult result;
         result.path = file;
         auto start = std::chrono::steady_clock::now();
-        LoadedDrawing drawing = loadFile(file, args.strict);
+        LoadedDrawing drawing = loadFile(file, args.strict, args.preflight);
         result.loaded = drawing.loaded;
         if (drawing.loaded) {
             Flattened flat = flatten(drawing.root);

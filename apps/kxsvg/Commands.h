@@ -10,6 +10,7 @@ namespace kxsvg {
 struct InfoArgs {
     std::vector<std::string> files;
     bool strict = false;
+    bool preflight = false; ///< rewrite the input into the strict subset before loading
     bool json = false;
 };
 int runInfo(const InfoArgs& args);
@@ -30,6 +31,7 @@ struct FlattenArgs {
     std::string output;
     std::string format; ///< "json", "obj" or "svg"; empty: from the output's extension
     bool strict = false;
+    bool preflight = false; ///< rewrite the input into the strict subset before loading
 };
 int runFlatten(const FlattenArgs& args);
 
@@ -39,6 +41,7 @@ struct RenderArgs {
     int width = 512;
     bool wire = false;
     bool strict = false;
+    bool preflight = false; ///< rewrite the input into the strict subset before loading
     std::string background; ///< empty: transparent
 };
 int runRender(const RenderArgs& args);
@@ -46,9 +49,19 @@ int runRender(const RenderArgs& args);
 struct CheckArgs {
     std::vector<std::string> paths;
     bool strict = false;
+    bool preflight = false; ///< rewrite the input into the strict subset before loading
     int slowest = 10;
 };
 int runCheck(const CheckArgs& args);
+
+struct PreflightArgs {
+    std::string input;
+    std::string output;
+    bool dropIds = false;
+    bool noApproximation = false;
+    bool quiet = false;
+};
+int runPreflight(const PreflightArgs& args);
 
 } // namespace kxsvg
 

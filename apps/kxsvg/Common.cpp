@@ -59,9 +59,19 @@ bool writeOutput(const std::string& path, const std::string& bytes, std::string&
     return true;
 }
 
-LoadedDrawing loadDrawing(const std::string& bytes, bool strict)
+LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight)
 {
     LoadedDrawing drawing;
+    if (preflight) {
+        std::string rewritten;
+        kx::svg::PreflightReport report;
+        if (!kx::svg::PreflightSvg(bytes, kx::svg::PreflightOptions(), rewritten, report)) {
+            for (const kx::svg::PreflightEntry& entry : report.getEntries())
+                if (entry.change == kx::svg::PreflightChange::Failed) drawing.messages.push_back("preflight: " + entry.detail);
+            return drawing;
+        }
+        return loadDrawing(rewritten, strict, false);
+    }
     kxIoDeviceByteContainerReadOnly device(bytes.data(), bytes.size());
     kx::svg::LoadOptions options;
     options.ignoreUnsupported = !strict;
@@ -78,7 +88,7 @@ LoadedDrawing loadDrawing(const std::string& bytes, bool strict)
     return drawing;
 }
 
-LoadedDrawing loadFile(const std::string& path, bool strict)
+LoadedDrawing loadFile(const std::string& path, bool strict, bool preflight)
 {
     std::string bytes, error;
     if (!readInput(path, bytes, error)) {
@@ -86,7 +96,7 @@ LoadedDrawing loadFile(const std::string& path, bool strict)
         drawing.messages.push_back(error);
         return drawing;
     }
-    return loadDrawing(bytes, strict);
+    return loadDrawing(bytes, strict, preflight);
 }
 
 namespace {

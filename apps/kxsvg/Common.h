@@ -43,10 +43,12 @@ struct LoadedDrawing {
 };
 
 /// Loads SVG bytes whatever the file name says (strict: unsupported content fails the load).
-LoadedDrawing loadDrawing(const std::string& bytes, bool strict);
+/// With `preflight` the bytes are first rewritten into the strict subset; a failed
+/// rewrite gives loaded false with the rewrite's messages.
+LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight = false);
 
 /// Reads and loads one file; a file that cannot be read gives loaded false and one message.
-LoadedDrawing loadFile(const std::string& path, bool strict);
+LoadedDrawing loadFile(const std::string& path, bool strict, bool preflight = false);
 
 /// The area to show: the document's valid view box, else the estimated box of the content.
 /// Returns false when neither gives a box with a positive width and height.

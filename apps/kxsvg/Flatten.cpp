@@ -133,7 +133,7 @@ int runFlatten(const FlattenArgs& args)
         throw UsageError("cannot tell the output format of '" + args.output +
                          "': use a .json, .obj or .svg name, or --format");
 
-    LoadedDrawing drawing = loadFile(args.input, args.strict);
+    LoadedDrawing drawing = loadFile(args.input, args.strict, args.preflight);
     for (const std::string& message : drawing.messages) std::cerr << args.input << ": " << message << "\n";
     if (!drawing.loaded) return ExitFailed;
 

@@ -119,7 +119,7 @@ int runInfo(const InfoArgs& args)
     int status = ExitOk;
     nlohmann::json all = nlohmann::json::array();
     for (const std::string& file : args.files) {
-        LoadedDrawing drawing = loadFile(file, args.strict);
+        LoadedDrawing drawing = loadFile(file, args.strict, args.preflight);
         if (!drawing.loaded) status = ExitFailed;
         if (args.json)
             all.push_back(describe(file, drawing));

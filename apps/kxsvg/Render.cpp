@@ -84,7 +84,7 @@ int runRender(const RenderArgs& args)
     if (!args.background.empty() && !kx::svg::ParseSvgColor(args.background, background))
         throw UsageError("cannot read the colour '" + args.background + "'");
 
-    LoadedDrawing drawing = loadFile(args.input, args.strict);
+    LoadedDrawing drawing = loadFile(args.input, args.strict, args.preflight);
     for (const std::string& message : drawing.messages) std::cerr << args.input << ": " << message << "\n";
     if (!drawing.loaded) return ExitFailed;
 

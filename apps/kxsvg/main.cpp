@@ -22,6 +22,7 @@ int main(int argc, char** argv)
     infoCmd->add_option("files", info.files, "SVG files ('-' for standard input)")->required();
     infoCmd->add_flag("--strict", info.strict, "Fail on unsupported elements and attributes");
     infoCmd->add_flag("--json", info.json, "Machine-readable output");
+    infoCmd->add_flag("--preflight", info.preflight, "Rewrite the input into the strict subset before loading");
 
     ConvertArgs convert;
     CLI::App* convertCmd = app.add_subcommand("convert", "Load a file and save it again");
@@ -42,6 +43,7 @@ int main(int argc, char** argv)
     flattenCmd->add_option("--format", flat.format, "json, obj or svg (default: from the output's extension)")
         ->check(CLI::IsMember({"json", "obj", "svg"}));
     flattenCmd->add_flag("--strict", flat.strict, "Fail on unsupported elements and attributes");
+    flattenCmd->add_flag("--preflight", flat.preflight, "Rewrite the input into the strict subset before loading");
 
     RenderArgs render;
     CLI::App* renderCmd = app.add_subcommand("render", "Draw the segmented primitives into a PNG");
@@ -51,12 +53,24 @@ int main(int argc, char** argv)
     renderCmd->add_flag("--wire", render.wire, "Overlay the triangle edges");
     renderCmd->add_option("--background", render.background, "Background colour (default transparent)");
     renderCmd->add_flag("--strict", render.strict, "Fail on unsupported elements and attributes");
+    renderCmd->add_flag("--preflight", render.preflight, "Rewrite the input into the strict subset before loading");
 
     CheckArgs check;
     CLI::App* checkCmd = app.add_subcommand("check", "Load and segment every SVG under files and folders");
     checkCmd->add_option("paths", check.paths, "Files and folders")->required();
     checkCmd->add_flag("--strict", check.strict, "Fail on unsupported elements and attributes");
     checkCmd->add_option("--slowest", check.slowest, "How many of the slowest files to list (default 10)");
+    checkCmd->add_flag("--preflight", check.preflight, "Rewrite the input into the strict subset before loading");
+
+    PreflightArgs pre;
+    CLI::App* preflightCmd =
+        app.add_subcommand("preflight", "Rewrite any SVG into the subset the strict reader accepts, with a report");
+    preflightCmd->add_option("input", pre.input, "Input SVG ('-' for standard input)")->required();
+    preflightCmd->add_option("output", pre.output, "Output SVG ('-' for standard output)")->required();
+    preflightCmd->add_flag("--drop-ids", pre.dropIds, "Leave out every id attribute");
+    preflightCmd->add_flag("--no-approximation", pre.noApproximation,
+                           "Gradients and patterns become none instead of a plain colour");
+    preflightCmd->add_flag("-q,--quiet", pre.quiet, "Do not print the report");
 
     try {
         app.parse(argc, argv);
@@ -72,6 +86,7 @@ int main(int argc, char** argv)
         if (flattenCmd->parsed()) return runFlatten(flat);
         if (renderCmd->parsed()) return runRender(render);
         if (checkCmd->parsed()) return runCheck(check);
+        if (preflightCmd->parsed()) return runPreflight(pre);
     } catch (const UsageError& e) {
         std::cerr << "kxsvg: " << e.what() << "\n";
         return ExitUsage;

@@ -246,6 +246,7 @@ private:
     void applyStyles(El& e);
     void indexIds(El& e);
     void expandUses(El& parent, std::vector<const El*>& stack);
+    std::vector<const El*> m_ancestors; // elements the walk over references is inside of
     std::unique_ptr<El> inlineUse(const El& use, std::vector<const El*>& stack);
 
     bool processElement(El& e, Context ctx);
@@ -457,7 +458,9 @@ void Pass::expandUses(El& parent, std::vector<const El*>& stack)
             continue;
         }
         if (isNonRendered(kid.name)) continue;
+        m_ancestors.push_back(&kid);
         expandUses(kid, stack);
+        m_ancestors.pop_back();
     }
 }
 
@@ -472,6 +475,7 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
     }
     const El* target = found->second;
     if (std::find(stack.begin(), stack.end(), target) != stack.end() ||
+        std::find(m_ancestors.begin(), m_ancestors.end(), target) != m_ancestors.end() ||
         int(stack.size()) >= m_options.maxReferenceDepth) {
         dropped("use that refers to itself or nests too deeply");
         return nullptr;
@@ -738,8 +742,8 @@ bool Pass::convertShape(El& e, const Context& ctx)
         if (circle) {
             if (!length(e, "r", diagonal, rx)) rx = "0";
             // A circle stays a circle; only its numbers are brought into plain form.
-            e.set("cx", cx);
-            e.set("cy", cy);
+            if (e.get("cx")) e.set("cx", cx);
+            if (e.get("cy")) e.set("cy", cy);
             e.set("r", rx);
             if (!(num(rx) > 0)) {
                 dropped("circle without a radius");
@@ -797,8 +801,8 @@ bool Pass::convertShape(El& e, const Context& ctx)
         bool hasRx = e.get("rx") && length(e, "rx", ctx.width, rx) && num(rx) > 0;
         bool hasRy = e.get("ry") && length(e, "ry", ctx.height, ry) && num(ry) > 0;
         if (!hasRx && !hasRy) {
-            e.set("x", x);
-            e.set("y", y);
+            if (e.get("x")) e.set("x", x);
+            if (e.get("y")) e.set("y", y);
             e.set("width", w);
             e.set("height", h);
             e.remove("rx");
@@ -1316,6 +1320,18 @@ void Pass::write(const El& e, int depth, std::string& out) const
 
 // ------------------------------------------------ driver
 
+// Keeps the first error of a parse; libxml2 itself only keeps the last one.
+void keepFirstError(void* data, xmlErrorPtr error)
+{
+    auto* parser = static_cast<xmlParserCtxtPtr>(data);
+    if (!parser || !parser->_private || !error || error->level < XML_ERR_ERROR) return;
+    auto* first = static_cast<std::string*>(parser->_private);
+    if (!first->empty()) return;
+    std::string text = error->message ? error->message : "unknown error";
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+    *first = "line " + std::to_string(error->line) + ": " + text;
+}
+
 struct DocDeleter {
     void operator()(xmlDocPtr doc) const { xmlFreeDoc(doc); }
 };
@@ -1335,19 +1351,15 @@ bool Pass::run(const std::string& input, std::string& output)
         m_report.add(PreflightChange::Failed, "XML parser could not be created");
         return false;
     }
+    std::string firstError;
+    parser->_private = &firstError;
+    if (parser->sax) parser->sax->serror = keepFirstError;
     // No network, no external entities or DTDs, no huge-document mode, no messages on stderr.
     const int options = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     std::unique_ptr<xmlDoc, DocDeleter> doc(
         xmlCtxtReadMemory(parser.get(), input.data(), int(input.size()), nullptr, nullptr, options));
     if (!doc || !parser->wellFormed) {
-        std::string message = "malformed XML";
-        const xmlError* error = xmlCtxtGetLastError(parser.get());
-        if (error && error->message) {
-            std::string text(error->message);
-            while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
-            message += ": line " + std::to_string(error->line) + ": " + text;
-        }
-        m_report.add(PreflightChange::Failed, message);
+        m_report.add(PreflightChange::Failed, "malformed XML" + (firstError.empty() ? "" : ": " + firstError));
         return false;
     }
     xmlNodePtr rootNode = xmlDocGetRootElement(doc.get());

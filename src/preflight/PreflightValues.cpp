@@ -5,6 +5,7 @@
 #include "preflight/PreflightPath.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -23,21 +24,33 @@ inline bool isIdentChar(char c)
            static_cast<unsigned char>(c) >= 0x80;
 }
 
-// Reads a leading decimal number; `rest` is what follows it.
+// Reads a leading number in the SVG forms (no hexadecimal, no "inf" or "nan");
+// `rest` is what follows it.
 bool leadingNumber(std::string_view text, double& value, std::string_view& numberText, std::string_view& rest)
 {
-    const std::string copy(text);
-    const char* begin = copy.c_str();
-    // Only the SVG number forms: no hexadecimal, no "inf" or "nan".
     size_t i = 0;
-    if (i < copy.size() && (copy[i] == '+' || copy[i] == '-')) ++i;
-    if (i >= copy.size() || !(std::isdigit(static_cast<unsigned char>(copy[i])) || copy[i] == '.')) return false;
-    char* end = nullptr;
-    value = std::strtod(begin, &end);
-    if (end == begin || !std::isfinite(value)) return false;
-    const size_t used = static_cast<size_t>(end - begin);
-    numberText = text.substr(0, used);
-    rest = text.substr(used);
+    const size_t n = text.size();
+    if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
+    size_t digits = 0;
+    while (i < n && std::isdigit(static_cast<unsigned char>(text[i]))) ++i, ++digits;
+    if (i < n && text[i] == '.') {
+        ++i;
+        while (i < n && std::isdigit(static_cast<unsigned char>(text[i]))) ++i, ++digits;
+    }
+    if (digits == 0) return false;
+    if (i < n && (text[i] == 'e' || text[i] == 'E')) {
+        size_t j = i + 1;
+        if (j < n && (text[j] == '+' || text[j] == '-')) ++j;
+        if (j < n && std::isdigit(static_cast<unsigned char>(text[j]))) {
+            while (j < n && std::isdigit(static_cast<unsigned char>(text[j]))) ++j;
+            i = j;
+        }
+    }
+    numberText = text.substr(0, i);
+    const std::string copy(numberText);
+    value = std::strtod(copy.c_str(), nullptr);
+    if (!std::isfinite(value)) return false;
+    rest = text.substr(i);
     return true;
 }
 

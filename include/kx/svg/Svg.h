@@ -12,6 +12,7 @@
 #include <kx/svg/PathBuilder.h>
 #include <kx/svg/PathParser.h>
 #include <kx/svg/PathPrimitives.h>
+#include <kx/svg/Preflight.h>
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Segmentation.h>
 #include <kx/svg/SegmentedPrimitive.h>
