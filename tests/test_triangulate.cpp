@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <random>
 #include <string>
@@ -630,4 +631,36 @@ TEST(TriangulatePoly, LargeInputs) {
     for (std::size_t t = 0; t < r.indices.size(); t += 3) sum += triangleArea(r, t);
     EXPECT_NEAR(sum, std::fabs(shoelace(star.points)), 1e-6 * sum);
     EXPECT_EQ(r.indices.size(), 3u * (20000 - 2));
+}
+
+TEST(TriangulatePoly, DegenerateSoupIsExactOrRefused) {
+    // Random chains on a small integer grid: full of equal coordinates,
+    // collinear overlaps, vertices on segments and crossings. Whatever the
+    // outcome, a successful fill must be the right one.
+    std::mt19937 rng(31337);
+    int accepted = 0;
+    for (int i = 0; i < 3000; ++i) {
+        Shape s;
+        const int chains = 1 + int(rng() % 3);
+        const int grid = 2 + int(rng() % 5);
+        for (int c = 0; c < chains; ++c) {
+            std::vector<Point> chain;
+            const int n = 3 + int(rng() % 5);
+            for (int k = 0; k < n; ++k) chain.emplace_back(float(rng() % grid), float(rng() % grid));
+            s.addChain(chain, rng() % 2 == 0);
+        }
+        const Rule rule = (i % 3 == 0) ? Rule::NonZero : Rule::EvenOdd;
+        const Result r = triangulate(s, rule);
+        if (!r.ok) {
+            EXPECT_TRUE(r.points.empty());
+            EXPECT_TRUE(r.indices.empty());
+            continue;
+        }
+        ++accepted;
+        checkFill(s, r, rule, -1.0, "soup " + std::to_string(i), 40);
+        if (HasFailure()) return;
+    }
+    // Most of these cross themselves; still, a good share must be filled.
+    EXPECT_GT(accepted, 300);
+    std::printf("soup: %d of 3000 filled\n", accepted);
 }

@@ -41,9 +41,17 @@ uint32_t TrapezoidRepresentation::newTrapezoid(uint32_t top, uint32_t bottom, ui
     t.bottom = bottom;
     t.leftp = leftp;
     t.rightp = rightp;
-    const uint32_t index = static_cast<uint32_t>(m_traps.size());
-    t.node = newNode(QueryNode::Leaf, index, kNone, kNone);
-    m_traps.push_back(t);
+    uint32_t index;
+    if (!m_free.empty()) {
+        index = m_free.back();
+        m_free.pop_back();
+        t.node = newNode(QueryNode::Leaf, index, kNone, kNone);
+        m_traps[index] = t;
+    } else {
+        index = static_cast<uint32_t>(m_traps.size());
+        t.node = newNode(QueryNode::Leaf, index, kNone, kNone);
+        m_traps.push_back(t);
+    }
     return index;
 }
 
@@ -229,6 +237,7 @@ void TrapezoidRepresentation::insert(uint32_t segment) {
         // tests against its ends where a left or right piece was cut off.
         const uint32_t leaf = m_traps[old].node;
         m_traps[old].node = kNone;
+        m_free.push_back(old); // nothing reads it any more: later pieces may take the slot
         const QueryNode split{QueryNode::YNode, segment, m_traps[upperHere].node, m_traps[lowerHere].node};
         const bool cutLeft = (j == 0 && hasLeft);
         const bool cutRight = (j == k && hasRight);
@@ -267,7 +276,8 @@ void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
     const std::size_t n = m_segments.size();
     m_traps.clear();
     m_nodes.clear();
-    m_traps.reserve(4 * n + 4);
+    m_free.clear();
+    m_traps.reserve(3 * n + 8);
     m_nodes.reserve(8 * n + 8);
     newTrapezoid(kNone, kNone, kNone, kNone); // the whole plane; its leaf is the root, node 0
 

@@ -111,6 +111,7 @@ private:
     std::vector<QueryNode> m_nodes;
     std::vector<uint32_t> m_path; // trapezoids crossed by the segment being inserted
     std::vector<uint32_t> m_start; // per segment: a DAG node whose region holds its left end
+    std::vector<uint32_t> m_free;  // slots of replaced trapezoids, reused while they are still in cache
     std::vector<uint32_t> m_above;
     std::vector<uint32_t> m_below;
 };

@@ -19,13 +19,24 @@ enum class TriangulationFillRule : int {
 /// Triangulates the area enclosed by closed chains of segments.
 ///
 /// `edgeIndices` holds index pairs into `points`, one pair per segment; the
-/// chains may be outer outlines and holes in any orientation. With `flag`
-/// true a segment whose two ends are the same vertex is skipped. On success
-/// `outPoints` receives the triangle vertices and `outIndices` index triples
-/// into them. Returns false, with both outputs empty, when the input cannot
-/// be triangulated: an odd index count, an index out of range, segments that
-/// properly cross, or coordinates that are NaN or infinite. Never throws for
-/// bad input.
+/// chains may be outer outlines and holes in any orientation, listed in any
+/// order. Points with equal coordinates are the same vertex, so outlines may
+/// share vertices or touch; a segment given twice counts twice (under
+/// even-odd the two cancel out). A run of consecutive pairs that does not come
+/// back to its start is filled as if closed by a segment from its end to its
+/// start. With `flag` true a segment whose two ends are the same vertex is
+/// skipped; with `flag` false such a segment makes the call fail.
+///
+/// On success `outPoints` receives the input vertices the triangles use, each
+/// once (the first input point of equal coordinates stands for all of them),
+/// in order of first use, and `outIndices` index triples into `outPoints`,
+/// every triangle counter-clockwise (positive area in a y-up frame). Input that
+/// encloses no area succeeds with both outputs empty.
+///
+/// Returns false, with both outputs empty, when the input cannot be
+/// triangulated exactly: an odd index count, an index out of range, segments
+/// that properly cross, or coordinates that are NaN or infinite. Never throws.
+/// The work is randomised with a fixed seed, so equal input gives equal output.
 KXSVG_API bool TriangulatePoly(const std::vector<Wm4::Vector2<float>>& points,
                                const std::vector<unsigned int>& edgeIndices,
                                std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices,
