@@ -664,3 +664,28 @@ TEST(TriangulatePoly, DegenerateSoupIsExactOrRefused) {
     EXPECT_GT(accepted, 300);
     std::printf("soup: %d of 3000 filled\n", accepted);
 }
+
+TEST(TriangulatePoly, TilesSharingEdges) {
+    // A 6 x 6 grid of unit squares, each its own chain: inner edges come twice
+    // and cancel out, under both rules, leaving one 6 x 6 square.
+    Shape grid;
+    for (int i = 0; i < 6; ++i)
+        for (int j = 0; j < 6; ++j) grid.addChain(rect(i, j, i + 1, j + 1));
+    checkAllWays(grid, 36.0, "grid of tiles", 120, true);
+    checkFill(grid, triangulate(grid, Rule::NonZero), Rule::NonZero, 36.0, "grid non-zero");
+
+    // Tiles of different sizes: edges overlap only in part and corners lie on
+    // other tiles' edges.
+    Shape mixed;
+    mixed.addChain(rect(0, 0, 2, 2));
+    mixed.addChain(rect(2, 0, 3, 1));
+    mixed.addChain(rect(2, 1, 3, 2));
+    mixed.addChain(rect(0, 2, 3, 3));
+    checkAllWays(mixed, 9.0, "mixed tiles", 120, true);
+
+    // Forty holes, each with a corner on the outline's bottom edge.
+    Shape teeth;
+    teeth.addChain(rect(0, 0, 82, 10));
+    for (int i = 0; i < 40; ++i) teeth.addChain({Point(float(2 * i + 2), 0), Point(float(2 * i + 3), 2), Point(float(2 * i + 1), 2)});
+    checkAllWays(teeth, 820.0 - 40 * 2.0, "holes on an edge", 120, true);
+}

@@ -25,6 +25,7 @@ namespace {
 
 constexpr uint32_t kSeed = 0x5eed1234u;
 constexpr std::size_t kMaxRebuilds = 256;
+constexpr std::size_t kMaxRebuildWork = std::size_t(1) << 24; // segments inserted over all rebuilds
 
 struct InputEdge {
     uint64_t key; // (low vertex << 32) | high vertex
@@ -469,7 +470,8 @@ void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<
             map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd);
             break;
         } catch (const SegmentSplit& split) {
-            if (attempt >= kMaxRebuilds) FailTriangulation();
+            // Each rebuild costs a full construction: bound the total work too.
+            if (attempt >= kMaxRebuilds || attempt * m_segments.size() > kMaxRebuildWork) FailTriangulation();
             splitSegment(split.left, split.right);
             if (m_segments.empty()) return;
         }
