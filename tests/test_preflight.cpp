@@ -580,6 +580,50 @@ TEST(PreflightInput, MalformedAndHostileInputFailsCleanly)
     EXPECT_TRUE(loadStrictly(out).ok);
 }
 
+TEST(PreflightInput, MutatedDocumentsEitherFailOrLoadStrictly)
+{
+    const std::string seed =
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" xmlns:xlink=\"http://www.w3.org/1999/xlink\" width=\"24\" "
+        "height=\"24\"><style>.a{fill:#0f0;stroke:currentColor}</style><defs><linearGradient id=\"g\"><stop "
+        "stop-color=\"red\"/></linearGradient><symbol id=\"s\" viewBox=\"0 0 2 2\"><circle r=\"1\" cx=\"1\" "
+        "cy=\"1\"/></symbol></defs><g color=\"blue\" style=\"opacity:.5;fill:url(#g)\" transform=\"rotate(5 1 1)\">"
+        "<path class=\"a\" d=\"M1,2Q3 4 5 6t7 8a1 1 0 011 1z\"/><ellipse rx=\"2\" ry=\"1\"/><polygon "
+        "points=\"1,2 3,4 5,6\"/><rect x=\"1\" width=\"4\" height=\"3\" rx=\"1\"/><use xlink:href=\"#s\" x=\"3\" "
+        "width=\"4\" height=\"4\"/><text x=\"1\">a<tspan>b</tspan></text></g></svg>";
+    uint32_t state = 12345;
+    auto next = [&state]() {
+        state = state * 1664525u + 1013904223u;
+        return state >> 8;
+    };
+    size_t failed = 0, loaded = 0;
+    for (int round = 0; round < 1500; ++round) {
+        std::string text = seed;
+        const int edits = 1 + int(next() % 4);
+        for (int k = 0; k < edits; ++k) {
+            const size_t at = next() % text.size();
+            switch (next() % 3) {
+            case 0: text[at] = static_cast<char>(next() & 0xff); break;
+            case 1: text.erase(at, 1 + next() % 8); break;
+            default: text.insert(at, 1, "<>\"&;#.-e01 ,QqAaZz%()"[next() % 22]); break;
+            }
+            if (text.empty()) text = "<";
+        }
+        std::string out;
+        PreflightReport report;
+        if (!PreflightSvg(text, PreflightOptions(), out, report)) {
+            ++failed;
+            EXPECT_EQ(report.total(PreflightChange::Failed), 1u) << text;
+            EXPECT_TRUE(out.empty());
+            continue;
+        }
+        const Strict load = loadStrictly(out);
+        EXPECT_TRUE(load.ok) << text << "\n" << out << (load.errors.empty() ? "" : load.errors.front());
+        ++loaded;
+    }
+    EXPECT_GT(failed, 0u);
+    EXPECT_GT(loaded, 0u);
+}
+
 TEST(PreflightReportText, EntriesAreGroupedByKindAndCounted)
 {
     PreflightReport report;
@@ -620,6 +664,7 @@ TEST(PreflightCorpus, MostFilesLoadStrictlyAfterPreflight)
     size_t total = 0, passed = 0, preflightFailed = 0;
     std::map<std::string, size_t> reasons;
     std::map<std::string, std::string> examples;
+    std::map<std::string, size_t> changes; // how many files each kind of change touched
     for (size_t i = 0; i < files.size(); i += step) {
         std::string bytes;
         ASSERT_TRUE(kxtest::readFile(files[i], bytes)) << files[i];
@@ -633,6 +678,8 @@ TEST(PreflightCorpus, MostFilesLoadStrictlyAfterPreflight)
             ++reasons[reason];
             continue;
         }
+        for (const PreflightEntry& entry : report.getEntries())
+            if (entry.change != PreflightChange::Rewritten) ++changes[std::string(PreflightChangeName(entry.change)) + ": " + entry.detail];
         const Strict load = loadStrictly(out);
         if (load.ok) {
             ++passed;
@@ -650,5 +697,11 @@ TEST(PreflightCorpus, MostFilesLoadStrictlyAfterPreflight)
     for (const auto& r : reasons) sorted.emplace_back(r.second, r.first);
     std::sort(sorted.rbegin(), sorted.rend());
     for (const auto& r : sorted) std::cout << "  " << r.first << "  " << r.second << "  e.g. " << examples[r.second] << "\n";
+    std::vector<std::pair<size_t, std::string>> common;
+    for (const auto& c : changes) common.emplace_back(c.second, c.first);
+    std::sort(common.rbegin(), common.rend());
+    std::cout << "most common approximations and removals (files touched):\n";
+    for (size_t i = 0; i < common.size() && i < 25; ++i)
+        std::cout << "  " << common[i].first << "  " << common[i].second << "\n";
     EXPECT_GE(share, 0.97);
 }

@@ -67,7 +67,8 @@ LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight)
         kx::svg::PreflightReport report;
         if (!kx::svg::PreflightSvg(bytes, kx::svg::PreflightOptions(), rewritten, report)) {
             for (const kx::svg::PreflightEntry& entry : report.getEntries())
-                if (entry.change == kx::svg::PreflightChange::Failed) drawing.messages.push_back("preflight: " + entry.detail);
+                if (entry.change == kx::svg::PreflightChange::Failed)
+                    drawing.messages.push_back("preflight: " + entry.detail);
             return drawing;
         }
         return loadDrawing(rewritten, strict, false);

@@ -514,11 +514,12 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
         float vb[4];
         const std::string* viewBox = copy->get("viewBox");
         std::string w, h;
+        // Without a size on the reference the symbol fills the whole viewport.
         const std::string* uw = use.get("width");
         const std::string* uh = use.get("height");
-        if (viewBox && readViewBox(*viewBox, vb) && uw && uh &&
-            NormalizeLength(*uw, m_rootWidth, w) != LengthResult::Invalid &&
-            NormalizeLength(*uh, m_rootHeight, h) != LengthResult::Invalid) {
+        if (!uw || NormalizeLength(*uw, m_rootWidth, w) == LengthResult::Invalid) w = FormatFloat(m_rootWidth);
+        if (!uh || NormalizeLength(*uh, m_rootHeight, h) == LengthResult::Invalid) h = FormatFloat(m_rootHeight);
+        if (viewBox && readViewBox(*viewBox, vb) && std::atof(w.c_str()) > 0 && std::atof(h.c_str()) > 0) {
             const std::string* aspect = copy->get("preserveAspectRatio");
             copy->set("transform", viewBoxTransform(vb, std::atof(w.c_str()), std::atof(h.c_str()),
                                                     aspect ? *aspect : std::string()));
@@ -1213,16 +1214,18 @@ void Pass::processRoot(El& root)
     const std::string* viewBox = root.get("viewBox");
     const bool hasViewBox = viewBox && readViewBox(*viewBox, vb);
     std::string w, h;
-    const bool hasWidth = length(root, "width", 100.0, w) && std::atof(w.c_str()) > 0;
-    const bool hasHeight = length(root, "height", 100.0, h) && std::atof(h.c_str()) > 0;
     const std::string* wText = root.get("width");
     const std::string* hText = root.get("height");
+    // A size in percent says nothing about the drawing's own extent.
     const bool percent = (wText && wText->find('%') != std::string::npos) ||
                          (hText && hText->find('%') != std::string::npos);
+    const bool useSize = !hasViewBox && !percent;
+    const bool hasWidth = useSize && length(root, "width", 100.0, w) && std::atof(w.c_str()) > 0;
+    const bool hasHeight = useSize && length(root, "height", 100.0, h) && std::atof(h.c_str()) > 0;
     if (hasViewBox) {
         ctx.width = vb[2];
         ctx.height = vb[3];
-    } else if (hasWidth && hasHeight && !percent) {
+    } else if (hasWidth && hasHeight) {
         root.set("viewBox", "0 0 " + w + " " + h);
         rewritten("root width and height as viewBox");
         ctx.width = std::atof(w.c_str());
