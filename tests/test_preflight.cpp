@@ -511,6 +511,8 @@ TEST(PreflightDocument, OptionsDropIdsAndClasses)
     PreflightReport report;
     EXPECT_EQ(runPreflight(doc("<style>.c{fill:red}</style><path id=\"a\" class=\"c\" d=\"M0 0h1\"/>"), report, options),
               expected("  <path d=\"M0 0h1\" fill=\"red\"/>\n"));
+    EXPECT_EQ(report.count(PreflightChange::Dropped, "attribute \"id\" (by option)"), 1u);
+    EXPECT_EQ(report.count(PreflightChange::Dropped, "attribute \"class\" (by option)"), 1u);
 }
 
 // ---------------------------------------------------------------- bad input

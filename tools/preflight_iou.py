@@ -80,9 +80,9 @@ def read_png_alpha(path):
 
 
 def iou(a, b):
+    """Intersection over union of the covered pixels, and whether both are empty."""
     wa, ha, pa = a
     wb, hb, pb = b
-    w, h = min(wa, wb), min(ha, hb)
     inter = union = 0
     for y in range(max(ha, hb)):
         for x in range(max(wa, wb)):
@@ -92,8 +92,7 @@ def iou(a, b):
                 union += 1
                 if ca and cb:
                     inter += 1
-    del w, h
-    return 1.0 if union == 0 else inter / union
+    return (1.0, True) if union == 0 else (inter / union, False)
 
 
 ROOT_RE = re.compile(r'<svg\b[^>]*>', re.S)
@@ -144,6 +143,7 @@ def main():
     results = []
     skipped = []
     triangulation_failures = 0
+    both_empty = 0
     with tempfile.TemporaryDirectory() as tmp:
         pre = os.path.join(tmp, 'pre.svg')
         bare = os.path.join(tmp, 'bare.svg')
@@ -184,18 +184,22 @@ def main():
             if run.returncode != 0:
                 skipped.append((path, 'rsvg-convert failed: ' + run.stderr.strip()[:200]))
                 continue
-            value = iou(read_png_alpha(kx_png), read_png_alpha(ref_png))
+            value, empty = iou(read_png_alpha(kx_png), read_png_alpha(ref_png))
+            if empty:
+                both_empty += 1
             results.append((value, path, report))
             print('%.4f  %s' % (value, os.path.relpath(path, args.corpus)), flush=True)
             if 'reason: the library could not triangulate' in report:
                 triangulation_failures += 1
+    print('files where the library could not triangulate a fill: %d' % triangulation_failures)
 
     if not results:
         print('no file measured')
         return 1
     mean = sum(r[0] for r in results) / len(results)
     print()
-    print('files measured: %d, skipped: %d' % (len(results), len(skipped)))
+    print('files measured: %d, skipped: %d, with no fill on either side (strokes only): %d' % (
+        len(results), len(skipped), both_empty))
     print('mean intersection over union (fills only): %.4f' % mean)
     clean = [r[0] for r in results if 'reason: the library could not triangulate' not in r[2]]
     if clean:

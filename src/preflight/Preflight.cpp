@@ -771,12 +771,11 @@ bool Pass::convertShape(El& e, const Context& ctx)
         rewritten("ellipse as path");
     } else if (e.name == "polyline" || e.name == "polygon") {
         const std::string* points = e.get("points");
-        std::vector<std::string> numbers;
         if (points) {
-            std::string_view rest(*points);
+            // The points read like the pairs of one move-to: numbers separated by
+            // blanks and commas, or touching ("1-2"), each keeping its text.
+            const std::string path = "M " + *points;
             std::string out;
-            // Numbers separated by blanks and commas, or touching ("1-2").
-            std::string path = "M " + std::string(rest);
             PathRewriteStats stats;
             if (RewritePathData(path, out, stats)) {
                 if (stats.truncated) approximated("point list cut at an error");
@@ -848,17 +847,14 @@ bool Pass::convertShape(El& e, const Context& ctx)
 void Pass::flattenText(El& e)
 {
     std::string content;
-    bool merged = false;
     for (const auto& kid : e.kids) {
         if (kid->isText()) {
             content += kid->text;
         } else {
-            merged = true;
             if (!isNonRendered(kid->name)) content += kid->allText();
             dropped("element " + quoted(kid->name) + " inside text (its characters are kept)");
         }
     }
-    (void)merged;
     buryAll(e.kids);
     if (!content.empty()) {
         auto text = std::make_unique<El>();
@@ -898,13 +894,9 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
             dropped(why);
             reported = true;
         };
-        if (n == "id") {
-            keep = m_options.keepIds;
-            if (!keep) reported = true;
-            out = a.value;
-        } else if (n == "class") {
-            keep = m_options.keepClasses;
-            if (!keep) reported = true;
+        if (n == "id" || n == "class") {
+            keep = n == "id" ? m_options.keepIds : m_options.keepClasses;
+            if (!keep) drop("attribute " + quoted(n) + " (by option)");
             out = a.value;
         } else if (n == "transform") {
             Wm4::Matrix3<float> m;
@@ -1237,11 +1229,7 @@ void Pass::processRoot(El& root)
     for (const char* n : {"width", "height", "x", "y", "version", "baseProfile", "preserveAspectRatio"})
         if (root.remove(n)) dropped(std::string("attribute ") + quoted(n) + " on the root");
 
-    if (const std::string* display = root.get("display")) {
-        root.remove("display");
-        rewritten("display property left as the default");
-        (void)display;
-    }
+    if (root.remove("display")) rewritten("display property left as the default");
     if (const std::string* color = root.get("color")) {
         std::string value;
         if (colorValue(*color, ctx, value)) ctx.color = value;
