@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <map>
@@ -503,6 +504,22 @@ TEST(PreflightDocument, NestedSvgSwitchLinksAndText)
     EXPECT_EQ(report.count(PreflightChange::Rewritten, "xlink:href as href"), 1u);
 }
 
+TEST(PreflightDocument, FontPropertiesOfGroupsMoveOntoTexts)
+{
+    PreflightReport report;
+    EXPECT_EQ(runPreflight(doc("<g font-family=\"Sans\" style=\"font-size:12px\"><g font-family=\"Serif\">"
+                               "<text>a</text><text font-family=\"Mono\">b</text></g><path d=\"M0 0h1\"/></g>"),
+                           report),
+              expected("  <g>\n"
+                       "    <g>\n"
+                       "      <text font-family=\"Serif\" font-size=\"12\">a</text>\n"
+                       "      <text font-family=\"Mono\" font-size=\"12\">b</text>\n"
+                       "    </g>\n"
+                       "    <path d=\"M0 0h1\"/>\n"
+                       "  </g>\n"));
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "font property moved onto the texts it applies to"), 2u);
+}
+
 TEST(PreflightDocument, OptionsDropIdsAndClasses)
 {
     PreflightOptions options;
@@ -553,6 +570,24 @@ TEST(PreflightInput, MalformedAndHostileInputFailsCleanly)
     report.clear();
     ASSERT_TRUE(PreflightSvg(external, PreflightOptions(), out, report));
     EXPECT_EQ(body(out), "<svg xmlns=\"http://www.w3.org/2000/svg\">\n  <text/>\n</svg>\n");
+
+    // Nor are external parameter entities or DTDs, even when they exist.
+    const std::string dtd = testing::TempDir() + "preflight_leak.dtd";
+    {
+        FILE* f = std::fopen(dtd.c_str(), "w");
+        ASSERT_NE(f, nullptr);
+        std::fputs("<!ENTITY leak \"SECRET\">", f);
+        std::fclose(f);
+    }
+    for (const std::string& doctype : {"<!DOCTYPE svg [<!ENTITY % p SYSTEM \"file://" + dtd + "\"> %p;]>",
+                                       "<!DOCTYPE svg SYSTEM \"file://" + dtd + "\">"}) {
+        report.clear();
+        out.clear();
+        PreflightSvg(doctype + "<svg xmlns=\"http://www.w3.org/2000/svg\"><text>&leak;</text></svg>",
+                     PreflightOptions(), out, report);
+        EXPECT_EQ(out.find("SECRET"), std::string::npos) << out;
+    }
+    std::remove(dtd.c_str());
 
     // Internal entities are expanded.
     const std::string internal = "<!DOCTYPE svg [<!ENTITY ns \"http://www.w3.org/2000/svg\"><!ENTITY c \"red\">]>"

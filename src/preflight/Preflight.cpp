@@ -227,7 +227,11 @@ struct Context {
     double width = 100.0;        // the viewport percentages refer to
     double height = 100.0;
     bool hidden = false;         // "visibility" hidden or collapse
+    std::vector<Attr> textProperties; // font properties given on groups, for the texts inside
 };
+
+constexpr const char* kTextProperties[] = {"font-family", "font-size", "font-weight", "font-style",
+                                           "text-decoration"};
 
 class Pass {
 public:
@@ -252,6 +256,7 @@ private:
     bool processElement(El& e, Context ctx);
     void processChildren(El& e, const Context& ctx);
     void processRoot(El& root);
+    void takeTextProperties(El& e, Context& ctx);
     void filterAttributes(El& e, const Context& ctx, bool root);
     bool convertShape(El& e, const Context& ctx);
     void flattenText(El& e);
@@ -1049,6 +1054,24 @@ bool strictPathAccepts(const std::string& d)
     }
 }
 
+void Pass::takeTextProperties(El& e, Context& ctx)
+{
+    bool moved = false;
+    for (const char* n : kTextProperties) {
+        const std::string* value = e.get(n);
+        if (!value) continue;
+        auto it = std::find_if(ctx.textProperties.begin(), ctx.textProperties.end(),
+                               [n](const Attr& a) { return a.name == n; });
+        if (it != ctx.textProperties.end())
+            it->value = *value;
+        else
+            ctx.textProperties.push_back(Attr{n, *value});
+        e.remove(n);
+        moved = true;
+    }
+    if (moved) rewritten("font property moved onto the texts it applies to");
+}
+
 bool Pass::processElement(El& e, Context ctx)
 {
     // Elements that draw nothing by themselves (their content was inlined where used).
@@ -1150,6 +1173,14 @@ bool Pass::processElement(El& e, Context ctx)
 
     if (!convertShape(e, ctx)) return false;
 
+    // Only text elements take font properties; those given on groups move onto the texts.
+    if (e.name == "g") {
+        takeTextProperties(e, ctx);
+    } else if (e.name == "text") {
+        for (const Attr& a : ctx.textProperties)
+            if (!e.get(a.name)) e.set(a.name, a.value);
+    }
+
     if (e.name == "text") {
         flattenText(e);
     } else if (isShape(e.name)) {
@@ -1246,6 +1277,7 @@ void Pass::processRoot(El& root)
         float o = 1;
         if (numberValue("opacity", *opacity, value) && impl::ParseSvgFloat(value, o)) ctx.opacity = o;
     }
+    takeTextProperties(root, ctx);
     filterAttributes(root, ctx, true);
     root.attrs.insert(root.attrs.begin(), Attr{"xmlns", kSvgNamespace});
     processChildren(root, ctx);
