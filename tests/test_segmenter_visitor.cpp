@@ -302,6 +302,26 @@ TEST(SegmenterVisitor, DeepChainOfGroupsWalksWithoutRecursion)
     EXPECT_FALSE(prims[1]->properties.fill.has_value());
 }
 
+TEST(SegmenterVisitor, CyclicTreeIsWalkedOnce)
+{
+    // A group that holds itself (possible through editChildren): its shapes
+    // are segmented once and the walk ends. The cycle is broken afterwards so
+    // that the nodes can be freed.
+    Document doc;
+    auto loop = Make<Node>();
+    loop->editTransform() = Translate(1, 0);
+    loop->addChild(Make<Line>(Vec2(0, 0), Vec2(1, 0)), true);
+    loop->editChildren().push_back(loop);
+    doc.addChild(loop, true);
+    doc.addChild(loop, true); // the same group twice in a row is not a cycle
+    SegmenterVisitor visitor(doc);
+    std::vector<std::shared_ptr<SegmentedPrimitive>> prims = Primitives(visitor);
+    ASSERT_EQ(prims.size(), 2u);
+    EXPECT_EQ(prims[0]->points[0], Vec2(1, 0));
+    EXPECT_EQ(prims[1]->points[0], Vec2(1, 0));
+    loop->editChildren().pop_back();
+}
+
 TEST(SegmenterVisitor, WholeCorpusSegmentsWithoutCrash)
 {
     KXTEST_REQUIRE_CORPUS(dir);

@@ -17,6 +17,7 @@
 #include <list>
 #include <memory>
 #include <type_traits>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -186,7 +187,9 @@ protected:
     /// children. `enter(ItemT& item, NodeType* group)` is called for each item,
     /// with `group` non-null when the item is a group (or a document); when it
     /// returns true for a group, the group's children are visited and then
-    /// `leave(NodeType& group)` is called. Empty child handles are skipped.
+    /// `leave(NodeType& group)` is called. Empty child handles are skipped, and
+    /// so is a group that is already open (a tree made cyclic through
+    /// `editChildren`), which would otherwise be walked forever.
     template <class Enter, class Leave>
     static void walkChildren(NodeType& root, Enter&& enter, Leave&& leave)
     {
@@ -195,12 +198,15 @@ protected:
             Node::Children::const_iterator next;
         };
         std::vector<Frame> stack;
+        std::unordered_set<const Node*> open;
         stack.push_back(Frame{&root, root.getChildren().begin()});
+        open.insert(&root);
         while (!stack.empty()) {
             Frame& top = stack.back();
             if (top.next == top.node->getChildren().end()) {
                 NodeType* done = top.node;
                 stack.pop_back();
+                open.erase(done);
                 if (done != &root) leave(*done);
                 continue;
             }
@@ -209,7 +215,11 @@ protected:
             if (!child) continue;
             ItemT& item = *child;
             NodeType* group = dynamic_cast<NodeType*>(&item);
-            if (enter(item, group) && group) stack.push_back(Frame{group, group->getChildren().begin()});
+            if (group && open.count(group)) continue;
+            if (enter(item, group) && group) {
+                open.insert(group);
+                stack.push_back(Frame{group, group->getChildren().begin()});
+            }
         }
     }
 };
