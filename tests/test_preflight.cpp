@@ -125,6 +125,20 @@ TEST(PreflightPath, QuadraticsBecomeExactCubics)
     EXPECT_EQ(rewrite("M0 0 Q3 3 6 0 S 10 4 12 0", &stats), "M 0 0 C 2 2 4 2 6 0 C 6 0 10 4 12 0");
     EXPECT_EQ(stats.smoothAfterQuadratic, 1u);
     EXPECT_EQ(rewrite("M0 0 Q3 3 6 0 s4 4 6 0"), "M 0 0 C 2 2 4 2 6 0 c 0 0 4 4 6 0");
+    // The reader reflects the stored numbers of the previous cubic; only S after
+    // an absolute C or S gets the reflected point, so every other smooth cubic
+    // after a cubic carries its first control point.
+    EXPECT_EQ(rewrite("M0 0 C 0 10 10 10 10 0 S 20 -10 20 0 S 30 10 30 0", &stats),
+              "M 0 0 C 0 10 10 10 10 0 S 20 -10 20 0 S 30 10 30 0");
+    EXPECT_EQ(stats.smoothReflections, 0u);
+    EXPECT_EQ(rewrite("M0 0 c 0 10 10 10 10 0 s 10 -10 10 0 s 10 10 10 0", &stats),
+              "M 0 0 c 0 10 10 10 10 0 c 0 -10 10 -10 10 0 c 0 10 10 10 10 0");
+    EXPECT_EQ(stats.smoothReflections, 2u);
+    EXPECT_EQ(rewrite("M0 0 C 0 10 10 10 10 0 s 10 -10 10 0 S 30 10 30 0", &stats),
+              "M 0 0 C 0 10 10 10 10 0 c 0 -10 10 -10 10 0 C 20 10 30 10 30 0");
+    EXPECT_EQ(stats.smoothReflections, 2u);
+    EXPECT_EQ(rewrite("M0 0 L 5 5 S 1 2 3 4 c 1 1 2 2 3 3", &stats), "M 0 0 L 5 5 S 1 2 3 4 c 1 1 2 2 3 3");
+    EXPECT_EQ(stats.smoothReflections, 0u);
     // Positions after H, V, arcs and close paths are followed for later quadratics.
     EXPECT_EQ(rewrite("M1 1 h2 v2 H0 V0 Q3 3 6 0"), "M 1 1 h 2 v 2 H 0 V 0 C 2 2 4 2 6 0");
     EXPECT_EQ(rewrite("M1 1 a1 1 0 0 0 2 0 Q3 3 6 0"), "M 1 1 a 1 1 0 0 0 2 0 C 3 2.3333333 4 2 6 0");
@@ -470,6 +484,17 @@ TEST(PreflightDocument, PathDataIsRewrittenOnlyWhenTheStrictParserRejectsIt)
     EXPECT_EQ(report.count(PreflightChange::Dropped, "path data after an error"), 1u);
     EXPECT_EQ(report.count(PreflightChange::Dropped, "path whose data cannot be read"), 1u);
     EXPECT_EQ(report.count(PreflightChange::Dropped, "path without data"), 1u);
+}
+
+TEST(PreflightDocument, SmoothCubicsAfterRelativeCubicsGetTheirControlPoint)
+{
+    PreflightReport report;
+    EXPECT_EQ(runPreflight(doc("<path d=\"M0 0c0-3 5-6 12-6s12 3 12 6\"/><path d=\"M0 0C1 1 2 2 3 3S5 5 6 6\"/>"),
+                           report),
+              expected("  <path d=\"M 0 0 c 0 -3 5 -6 12 -6 c 7 0 12 3 12 6\"/>\n"
+                       "  <path d=\"M0 0C1 1 2 2 3 3S5 5 6 6\"/>\n"));
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "smooth cubic given its reflected control point"), 1u);
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "path data rewritten"), 1u);
 }
 
 TEST(PreflightDocument, NestedSvgSwitchLinksAndText)

@@ -1197,18 +1197,27 @@ bool Pass::processElement(El& e, Context ctx)
             dropped("path without data");
             return false;
         }
-        if (!strictPathAccepts(*d)) {
+        const bool accepted = strictPathAccepts(*d);
+        // Smooth cubics are reflected differently by the reader unless they follow
+        // an absolute cubic; data with any of them goes through the rewrite too.
+        if (!accepted || d->find_first_of("sS") != std::string::npos) {
             std::string out;
             PathRewriteStats stats;
-            if (!RewritePathData(*d, out, stats) || !strictPathAccepts(out)) {
+            const bool rewrote = RewritePathData(*d, out, stats) && strictPathAccepts(out);
+            if (!accepted && !rewrote) {
                 dropped("path whose data cannot be read");
                 return false;
             }
-            rewritten("path data rewritten");
-            if (stats.quadratics) rewritten("quadratic segment as cubic");
-            if (stats.smoothAfterQuadratic) rewritten("smooth segment after a quadratic as cubic");
-            if (stats.truncated) dropped("path data after an error");
-            e.set("d", out);
+            if (rewrote && (!accepted || stats.smoothReflections > 0)) {
+                rewritten("path data rewritten");
+                if (stats.quadratics) rewritten("quadratic segment as cubic");
+                if (stats.smoothAfterQuadratic) rewritten("smooth segment after a quadratic as cubic");
+                if (stats.smoothReflections)
+                    m_report.add(PreflightChange::Rewritten, "smooth cubic given its reflected control point",
+                                 stats.smoothReflections);
+                if (stats.truncated) dropped("path data after an error");
+                e.set("d", out);
+            }
         }
     }
 

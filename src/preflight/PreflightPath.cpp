@@ -132,6 +132,7 @@ public:
         m_first = false;
     }
     void number(double v) { value(FormatFloat(v)); }
+    char lastLetter() const { return m_last; }
 
 private:
     std::string& m_out;
@@ -148,6 +149,7 @@ bool RewritePathData(std::string_view in, std::string& out, PathRewriteStats& st
     Writer write(out);
     char command = 0;     // the command the next group belongs to
     char previous = 0;    // the command of the previous segment (upper case)
+    char previousLetter = 0; // the letter written for the previous segment
     bool started = false; // a move-to has been written
     Vec cur, start, lastCubic, lastQuad;
 
@@ -257,6 +259,15 @@ bool RewritePathData(std::string_view in, std::string& out, PathRewriteStats& st
                         write.number(cur.y);
                     }
                     ++stats.smoothAfterQuadratic;
+                } else if (previous == 'C' && !((previousLetter == 'C' || previousLetter == 'S') && command == 'S')) {
+                    // The reader reflects the previous cubic's numbers as stored,
+                    // which are offsets for a relative one: only S after an
+                    // absolute C/S gets the reflected point, so the others carry it.
+                    const Vec p1{2 * cur.x - lastCubic.x, 2 * cur.y - lastCubic.y};
+                    write.letter(relative ? 'c' : 'C', forceLetter);
+                    write.number(p1.x - base.x);
+                    write.number(p1.y - base.y);
+                    ++stats.smoothReflections;
                 } else {
                     write.letter(command, forceLetter);
                 }
@@ -307,6 +318,7 @@ bool RewritePathData(std::string_view in, std::string& out, PathRewriteStats& st
             default:
                 break;
             }
+            previousLetter = write.lastLetter();
             firstGroup = false;
         } while (true);
         if (broken) {
