@@ -302,10 +302,15 @@ void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
         for (std::size_t i = 0; i < h; ++i) v = std::log2(v);
         std::size_t end = static_cast<std::size_t>(std::ceil(double(n) / v));
         if (end > n) end = n;
-        for (; done < end; ++done) insert(order[done]);
-        for (std::size_t i = done; i < n; ++i) {
-            const MapSegment& s = m_segments[order[i]];
-            m_start[order[i]] = m_traps[locate(m_start[order[i]], s.left, s.right)].node;
+        for (; done < end; ++done) {
+            insert(order[done]);
+            m_start[order[done]] = kNone; // inserted: needs no start any more
+        }
+        // Segments are sorted by left end, so visiting them in index order
+        // keeps consecutive searches in neighbouring parts of the map.
+        for (std::size_t s = 0; s < n; ++s) {
+            if (m_start[s] == kNone) continue;
+            m_start[s] = m_traps[locate(m_start[s], m_segments[s].left, m_segments[s].right)].node;
         }
     }
     for (; done < n; ++done) insert(order[done]);
@@ -368,10 +373,16 @@ void TrapezoidRepresentation::labelWindings(bool parityOnly) {
         if (t.node == kNone) continue;
         if (t.winding == unknown) FailTriangulation();
         if ((t.top == kNone || t.bottom == kNone) && t.winding != 0) FailTriangulation();
-        if (t.top != kNone && m_traps[m_above[t.top]].winding != combine(t.winding, m_segments[t.top].delta))
-            FailTriangulation();
-        if (t.bottom != kNone && m_traps[m_below[t.bottom]].winding != combine(t.winding, -m_segments[t.bottom].delta))
-            FailTriangulation();
+        if (t.top != kNone) {
+            const uint32_t above = m_above[t.top];
+            if (above == kNone || m_traps[above].winding != combine(t.winding, m_segments[t.top].delta))
+                FailTriangulation();
+        }
+        if (t.bottom != kNone) {
+            const uint32_t below = m_below[t.bottom];
+            if (below == kNone || m_traps[below].winding != combine(t.winding, -m_segments[t.bottom].delta))
+                FailTriangulation();
+        }
     }
 }
 

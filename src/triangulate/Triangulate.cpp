@@ -80,37 +80,41 @@ private:
 };
 
 void Triangulator::rankVertices() {
+    struct Keyed {
+        float x;
+        float y;
+        uint32_t index;
+    };
     const std::size_t n = m_points.size();
     m_rankOf.assign(n, kNone);
-    std::vector<uint32_t> used;
-    used.reserve(m_edgeIndices.size());
+    std::vector<Keyed> used;
+    used.reserve(m_edgeIndices.size() / 2 + 1);
     for (unsigned int index : m_edgeIndices) {
         if (index >= n) FailTriangulation();
         if (m_rankOf[index] == kNone) {
             const float x = m_points[index].X(), y = m_points[index].Y();
             if (!std::isfinite(x) || !std::isfinite(y)) FailTriangulation();
             m_rankOf[index] = 0;
-            used.push_back(index);
+            used.push_back(Keyed{x, y, index});
         }
     }
-    std::sort(used.begin(), used.end(), [this](uint32_t a, uint32_t b) {
-        const auto& pa = m_points[a];
-        const auto& pb = m_points[b];
-        if (pa.X() != pb.X()) return pa.X() < pb.X();
-        if (pa.Y() != pb.Y()) return pa.Y() < pb.Y();
-        return a < b; // the first input index of equal points comes first and represents them
+    // The first input index of equal points comes first and stands for them all.
+    std::sort(used.begin(), used.end(), [](const Keyed& a, const Keyed& b) {
+        if (a.x != b.x) return a.x < b.x;
+        if (a.y != b.y) return a.y < b.y;
+        return a.index < b.index;
     });
     m_representative.clear();
     m_vertices.x.clear();
     m_vertices.y.clear();
     for (std::size_t i = 0; i < used.size(); ++i) {
-        const auto& p = m_points[used[i]];
-        if (i == 0 || p.X() != m_points[used[i - 1]].X() || p.Y() != m_points[used[i - 1]].Y()) {
-            m_representative.push_back(used[i]);
-            m_vertices.x.push_back(p.X());
-            m_vertices.y.push_back(p.Y());
+        const Keyed& k = used[i];
+        if (i == 0 || k.x != used[i - 1].x || k.y != used[i - 1].y) {
+            m_representative.push_back(k.index);
+            m_vertices.x.push_back(k.x);
+            m_vertices.y.push_back(k.y);
         }
-        m_rankOf[used[i]] = static_cast<uint32_t>(m_representative.size() - 1);
+        m_rankOf[k.index] = static_cast<uint32_t>(m_representative.size() - 1);
     }
 }
 
@@ -245,10 +249,9 @@ void Triangulator::buildFaces() {
         const bool sameBottom = t.leftp == bottom.left && t.rightp == bottom.right;
         if (sameTop || sameBottom) continue;
         if (t.leftp == t.rightp) continue;
-        // A side vertex that is the end of neither boundary segment lies inside
-        // the outline (a split or merge vertex); so do vertices that belong to
-        // different chains. Either way the diagonal cuts the region into
-        // monotone pieces.
+        // The two side vertices are not ends of one boundary segment: join
+        // them. Such diagonals cut every split or merge vertex away from the
+        // region it would break, so each piece left is x-monotone (Seidel).
         m_graph.push_back(GraphEdge{t.leftp, t.rightp, kNone});
     }
 
