@@ -94,7 +94,7 @@ TEST(PreflightPath, SeparatorsFlagsAndNumbersKeepTheirText)
 {
     EXPECT_EQ(rewrite("M 10,20 L 30,40, 50,60"), "M 10 20 L 30 40 50 60");
     EXPECT_EQ(rewrite("M0 0a1 1 0 011 1"), "M 0 0 a 1 1 0 0 1 1 1");
-    EXPECT_EQ(rewrite("M0,0A5,5,0,1,0,10,10"), "M 0 0 A 5 5 0 1 0 10 10");
+    EXPECT_EQ(rewrite("M0,0A5,5,0,1,0,10,0"), "M 0 0 A 5 5 0 1 0 10 0");
     EXPECT_EQ(rewrite("M1.5.5L-1-2\tz"), "M 1.5 .5 L -1 -2 z");
     EXPECT_EQ(rewrite("m1e2,+3E-1\r\nh.5v-.25"), "m 1e2 +3E-1 h .5 v -.25");
     EXPECT_EQ(rewrite("M 1 2 3 4 5 6"), "M 1 2 L 3 4 5 6");
@@ -147,6 +147,20 @@ TEST(PreflightPath, QuadraticsBecomeExactCubics)
     EXPECT_EQ(rewrite("M0 0 Q1 1 2 0"), "M 0 0 C 0.6666667 0.6666667 1.3333334 0.6666667 2 0");
 }
 
+TEST(PreflightPath, ArcRadiiTooSmallForTheChordAreEnlarged)
+{
+    PathRewriteStats stats;
+    // A chord of 10 needs radius 5; SVG scales (1, 1) up, the reader would not.
+    EXPECT_EQ(rewrite("M0 0 A1 1 0 0 1 10 0", &stats), "M 0 0 A 5 5 0 0 1 10 0");
+    EXPECT_EQ(stats.arcRadiiEnlarged, 1u);
+    EXPECT_EQ(rewrite("M0 0 a2 1 90 1 0 0 8", &stats), "M 0 0 a 4 2 90 1 0 0 8");
+    EXPECT_EQ(stats.arcRadiiEnlarged, 1u);
+    // Radii that reach, zero radii and arcs that end where they start stay as written.
+    EXPECT_EQ(rewrite("M0 0 A5 5 0 0 1 10 0 a0 3 0 0 1 4 4 A1 1 0 0 1 14 4", &stats),
+              "M 0 0 A 5 5 0 0 1 10 0 a 0 3 0 0 1 4 4 A 1 1 0 0 1 14 4");
+    EXPECT_EQ(stats.arcRadiiEnlarged, 0u);
+}
+
 TEST(PreflightPath, ErrorsKeepWhatCameBefore)
 {
     PathRewriteStats stats;
@@ -169,8 +183,8 @@ TEST(PreflightPath, PathsWithoutQuadraticsKeepExactlyTheSameNumbers)
     const std::pair<const char*, const char*> cases[] = {
         {"M 0.1,0.2 L 0.3,0.4, 1e-7,3.4028234e38", "M 0.1 0.2 L 0.3 0.4 1e-7 3.4028234e38"},
         {"m-.1-.2l.3.4.5.6", "m -.1 -.2 l .3 .4 .5 .6"},
-        {"M1 1a25 25 0 1050 50", "M 1 1 a 25 25 0 1 0 50 50"},
-        {"M1,1A 0.5,0.5 -30 0,1 2.25,2.75", "M 1 1 A 0.5 0.5 -30 0 1 2.25 2.75"},
+        {"M1 1a25 25 0 1050 0", "M 1 1 a 25 25 0 1 0 50 0"},
+        {"M1,1A 2.5,2.5 -30 0,1 2.25,2.75", "M 1 1 A 2.5 2.5 -30 0 1 2.25 2.75"},
         {"M 16777217,0.30000001 C1,2,3,4,5,6", "M 16777217 0.30000001 C 1 2 3 4 5 6"},
     };
     for (const auto& c : cases) {
@@ -495,6 +509,12 @@ TEST(PreflightDocument, SmoothCubicsAfterRelativeCubicsGetTheirControlPoint)
                        "  <path d=\"M0 0C1 1 2 2 3 3S5 5 6 6\"/>\n"));
     EXPECT_EQ(report.count(PreflightChange::Rewritten, "smooth cubic given its reflected control point"), 1u);
     EXPECT_EQ(report.count(PreflightChange::Rewritten, "path data rewritten"), 1u);
+
+    report.clear();
+    EXPECT_EQ(runPreflight(doc("<path d=\"M1 1a.5.5 0 0 1 2 0\"/><path d=\"M1 1a1 1 0 0 1 2 0\"/>"), report),
+              expected("  <path d=\"M 1 1 a 1 1 0 0 1 2 0\"/>\n"
+                       "  <path d=\"M1 1a1 1 0 0 1 2 0\"/>\n"));
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "arc radii enlarged to reach the end point"), 1u);
 }
 
 TEST(PreflightDocument, NestedSvgSwitchLinksAndText)

@@ -1199,8 +1199,9 @@ bool Pass::processElement(El& e, Context ctx)
         }
         const bool accepted = strictPathAccepts(*d);
         // Smooth cubics are reflected differently by the reader unless they follow
-        // an absolute cubic; data with any of them goes through the rewrite too.
-        if (!accepted || d->find_first_of("sS") != std::string::npos) {
+        // an absolute cubic, and arc radii too small for their chord are kept as
+        // they are; data with either goes through the rewrite too.
+        if (!accepted || d->find_first_of("sSaA") != std::string::npos) {
             std::string out;
             PathRewriteStats stats;
             const bool rewrote = RewritePathData(*d, out, stats) && strictPathAccepts(out);
@@ -1208,13 +1209,16 @@ bool Pass::processElement(El& e, Context ctx)
                 dropped("path whose data cannot be read");
                 return false;
             }
-            if (rewrote && (!accepted || stats.smoothReflections > 0)) {
+            if (rewrote && (!accepted || stats.smoothReflections > 0 || stats.arcRadiiEnlarged > 0)) {
                 rewritten("path data rewritten");
                 if (stats.quadratics) rewritten("quadratic segment as cubic");
                 if (stats.smoothAfterQuadratic) rewritten("smooth segment after a quadratic as cubic");
                 if (stats.smoothReflections)
                     m_report.add(PreflightChange::Rewritten, "smooth cubic given its reflected control point",
                                  stats.smoothReflections);
+                if (stats.arcRadiiEnlarged)
+                    m_report.add(PreflightChange::Rewritten, "arc radii enlarged to reach the end point",
+                                 stats.arcRadiiEnlarged);
                 if (stats.truncated) dropped("path data after an error");
                 e.set("d", out);
             }

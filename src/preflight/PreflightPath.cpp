@@ -309,12 +309,33 @@ bool RewritePathData(std::string_view in, std::string& out, PathRewriteStats& st
                 ++stats.quadratics;
                 break;
             }
-            case 'A':
+            case 'A': {
                 write.letter(command, forceLetter);
-                for (int k = 0; k < 7; ++k) write.value(texts[k]);
-                cur = point(5);
+                const Vec end = point(5);
+                const double rx = std::fabs(values[0]), ry = std::fabs(values[1]);
+                double scale = 1.0;
+                if (rx > 0 && ry > 0 && (end.x != cur.x || end.y != cur.y)) {
+                    // SVG scales radii that cannot span the chord up until they just do.
+                    const double phi = values[2] * 3.14159265358979323846 / 180.0;
+                    const double dx2 = (cur.x - end.x) * 0.5, dy2 = (cur.y - end.y) * 0.5;
+                    const double x1 = std::cos(phi) * dx2 + std::sin(phi) * dy2;
+                    const double y1 = std::cos(phi) * dy2 - std::sin(phi) * dx2;
+                    const double lambda = (x1 * x1) / (rx * rx) + (y1 * y1) / (ry * ry);
+                    if (lambda > 1.0 + 1e-5) scale = std::sqrt(lambda);
+                }
+                if (scale > 1.0) {
+                    write.number(rx * scale);
+                    write.number(ry * scale);
+                    ++stats.arcRadiiEnlarged;
+                } else {
+                    write.value(texts[0]);
+                    write.value(texts[1]);
+                }
+                for (int k = 2; k < 7; ++k) write.value(texts[k]);
+                cur = end;
                 previous = 'A';
                 break;
+            }
             default:
                 break;
             }

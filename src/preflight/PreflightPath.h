@@ -16,6 +16,9 @@ struct PathRewriteStats {
     /// S/s segments written as C/c because the reader reflects the stored numbers
     /// of the previous cubic, which equals the reflected point only for S after C/S.
     unsigned smoothReflections = 0;
+    /// Arcs whose radii were too small for their end points, written with the
+    /// radii SVG scales them up to (the reader keeps radii as given).
+    unsigned arcRadiiEnlarged = 0;
     bool truncated = false;    ///< the data had an error; what came before it was kept
 };
 
