@@ -689,3 +689,27 @@ TEST(TriangulatePoly, TilesSharingEdges) {
     for (int i = 0; i < 40; ++i) teeth.addChain({Point(float(2 * i + 2), 0), Point(float(2 * i + 3), 2), Point(float(2 * i + 1), 2)});
     checkAllWays(teeth, 820.0 - 40 * 2.0, "holes on an edge", 120, true);
 }
+
+TEST(TriangulatePoly, ScaleAndOffsetDoNotMatter) {
+    std::mt19937 rng(8);
+    const std::vector<Point> base = randomStar(rng, 40, 30, 100);
+    for (double scale : {1e-30, 1e-6, 1.0, 1e6, 1e30}) {
+        for (double offset : {0.0, 1e5}) {
+            Shape s;
+            std::vector<Point> pts;
+            for (const Point& p : base)
+                pts.emplace_back(static_cast<float>(p.X() * scale + offset * scale),
+                                 static_cast<float>(p.Y() * scale - offset * scale));
+            s.addChain(pts);
+            s.addChain(regular(7, offset * scale, -offset * scale, 10 * scale), true);
+            const Result r = triangulate(s);
+            ASSERT_TRUE(r.ok) << scale << " " << offset;
+            double area = 0;
+            for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
+            const double expected = std::fabs(shoelace(pts)) - std::fabs(shoelace(s.points.size() > 40 ?
+                std::vector<Point>(s.points.begin() + 40, s.points.end()) : std::vector<Point>()));
+            EXPECT_NEAR(area / (scale * scale), expected / (scale * scale), 1e-3 * expected / (scale * scale))
+                << scale << " " << offset;
+        }
+    }
+}
