@@ -375,6 +375,19 @@ bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCa
     }
 
     bool ok = !readFailed && !cancelled && !session.stopped && session.started && context->wellFormed != 0;
+    if (!ok && !readFailed && !cancelled && !session.stopped) {
+        // Some libxml2 failures (input that cannot be decoded in its declared
+        // or detected encoding) go to libxml2's global error output, not to
+        // the context's handler: the caller still gets a reason.
+        const xmlError* last = xmlCtxtGetLastError(context);
+        std::string text = last && last->message ? last->message : "XML parser error";
+        while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+            text.pop_back();
+        guarded(session, context, [&] {
+            session.handler.message(text, XmlSeverityFatal);
+            return false;
+        });
+    }
     if (ok)
         guarded(session, context, [&] { return session.handler.endDocument(); });
     ok = ok && !session.stopped;
