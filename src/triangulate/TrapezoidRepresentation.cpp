@@ -2,14 +2,15 @@
 //
 // The construction follows the classic randomised incremental scheme (Seidel
 // 1991; de Berg et al., "Computational Geometry", chapter 6): segments are
-// inserted in random order, the trapezoids a new segment crosses are found by
+// inserted in (biased) random order, the trapezoids a new segment crosses are found by
 // locating its left end in the search DAG and walking right through
 // neighbours, and those trapezoids are replaced by the pieces left, right,
 // above and below the segment. Pieces above (or below) the segment that are
 // no longer separated by a vertical extension are merged.
 #include "TrapezoidRepresentation.h"
 
-#include <cmath>
+#include <algorithm>
+#include <cstddef>
 #include <random>
 #include <stdexcept>
 
@@ -21,6 +22,9 @@ void FailTriangulation() {
 }
 
 namespace {
+
+// Rounds smaller than this are not worth a pass over all waiting segments.
+constexpr std::size_t kRelocateFromRound = 1024;
 
 [[noreturn]] void SplitAt(const MapSegment& s, uint32_t vertex) {
     throw SegmentSplit{s.left, s.right, vertex};
@@ -288,32 +292,33 @@ void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
         const std::size_t j = static_cast<std::size_t>(rng() % i);
         std::swap(order[i - 1], order[j]);
     }
-    // Seidel's phases: after inserting the first n / log n, n / log log n, ...
-    // segments, every segment still waiting remembers the leaf its left end
-    // falls in. A leaf later turns into a subtree in place, so the next search
-    // starts there instead of at the root; this keeps searches short and the
-    // whole construction close to linear.
+    // Biased randomised insertion order: the shuffled segments are cut into
+    // rounds of doubling size, and each round is inserted in index order
+    // (segments are sorted by left end). Every round is a random sample, which
+    // keeps the search DAG shallow as plain random order does, while inside a
+    // round consecutive insertions touch neighbouring parts of the map: on
+    // large input that cache locality is worth several times the speed.
+    // Sorting the whole input instead would let the DAG degenerate into long
+    // chains.
+    //
+    // After each large round every segment still waiting remembers the leaf
+    // its left end falls in (Seidel's trick); a leaf later turns into a
+    // subtree in place, so the next search starts there, not at the root.
     m_start.assign(n, 0);
-    std::size_t phases = 0;
-    for (double v = double(n); v > 1.0; v = std::log2(v)) ++phases;
     std::size_t done = 0;
-    for (std::size_t h = 1; h < phases; ++h) {
-        double v = double(n);
-        for (std::size_t i = 0; i < h; ++i) v = std::log2(v);
-        std::size_t end = static_cast<std::size_t>(std::ceil(double(n) / v));
-        if (end > n) end = n;
+    for (std::size_t roundSize = 1; done < n; roundSize *= 2) {
+        const std::size_t end = (n - done > roundSize) ? done + roundSize : n;
+        std::sort(order.begin() + static_cast<std::ptrdiff_t>(done), order.begin() + static_cast<std::ptrdiff_t>(end));
         for (; done < end; ++done) {
             insert(order[done]);
             m_start[order[done]] = kNone; // inserted: needs no start any more
         }
-        // Segments are sorted by left end, so visiting them in index order
-        // keeps consecutive searches in neighbouring parts of the map.
+        if (done == n || roundSize < kRelocateFromRound) continue;
         for (std::size_t s = 0; s < n; ++s) {
             if (m_start[s] == kNone) continue;
             m_start[s] = m_traps[locate(m_start[s], m_segments[s].left, m_segments[s].right)].node;
         }
     }
-    for (; done < n; ++done) insert(order[done]);
     labelWindings(parityOnly);
 }
 

@@ -85,9 +85,9 @@ class TrapezoidRepresentation {
 public:
     TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments);
 
-    /// Inserts the segments in an order shuffled by a generator seeded with
-    /// `seed`, then labels every trapezoid with its winding number (its
-    /// parity when `parityOnly`).
+    /// Inserts the segments in rounds of doubling size drawn at random by a
+    /// generator seeded with `seed`, then labels every trapezoid with its
+    /// winding number (its parity when `parityOnly`).
     void build(uint32_t seed, bool parityOnly);
 
     const std::vector<Trapezoid>& trapezoids() const { return m_traps; }
