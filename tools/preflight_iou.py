@@ -187,7 +187,7 @@ def main():
             value, empty = iou(read_png_alpha(kx_png), read_png_alpha(ref_png))
             if empty:
                 both_empty += 1
-            results.append((value, path, report))
+            results.append((value, path, report, empty))
             print('%.4f  %s' % (value, os.path.relpath(path, args.corpus)), flush=True)
             if 'reason: the library could not triangulate' in report:
                 triangulation_failures += 1
@@ -201,13 +201,17 @@ def main():
     print('files measured: %d, skipped: %d, with no fill on either side (strokes only): %d' % (
         len(results), len(skipped), both_empty))
     print('mean intersection over union (fills only): %.4f' % mean)
-    clean = [r[0] for r in results if 'reason: the library could not triangulate' not in r[2]]
+    clean = [r for r in results if 'reason: the library could not triangulate' not in r[2]]
     if clean:
         print('files where every fill was triangulated: %d, their mean: %.4f' % (
-            len(clean), sum(clean) / len(clean)))
+            len(clean), sum(r[0] for r in clean) / len(clean)))
+    filled = [r for r in clean if not r[3]]
+    if filled:
+        print('of those, files with fills on either side: %d, their mean: %.4f' % (
+            len(filled), sum(r[0] for r in filled) / len(filled)))
     low = sorted(r for r in results if r[0] < args.list_below)
     print('files below %.2f: %d' % (args.list_below, len(low)))
-    for value, path, report in low:
+    for value, path, report, _ in low:
         print('  %.4f  %s' % (value, os.path.relpath(path, args.corpus)))
         for line in report.splitlines():
             if line.startswith(('reason', 'approximated', 'dropped')):
