@@ -5,8 +5,6 @@
 #include <kx/svg/Version.h>
 #include <kx/system/kxLog.h>
 
-#include <kx/BuildInfo.h>
-
 #include <gtest/gtest.h>
 
 #include "TestSupport.h"
@@ -182,7 +180,6 @@ TEST(Version, NumbersAndTexts)
     EXPECT_EQ(Version::GetYear(), 2026);
     EXPECT_EQ(Version::GetMonth(), 2);
     const std::string commit = Version::GetCommitId();
-    EXPECT_EQ(commit, KXSVG_COMMIT_ID);
     ASSERT_EQ(commit.size(), 16u);
     EXPECT_EQ(commit.find_first_not_of("0123456789abcdef"), std::string::npos);
     EXPECT_STREQ(Version::GetDescStringMajorMinor(true), "3.0");
