@@ -13,6 +13,7 @@
 #include <kx/svg/PathParser.h>
 #include <kx/svg/PathPrimitives.h>
 #include <kx/svg/Preflight.h>
+#include <kx/svg/Preflight.h>
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Segmentation.h>
 #include <kx/svg/SegmentedPrimitive.h>
