@@ -7,12 +7,44 @@
 
 #include <kx/system/kxDirUtils.h>
 
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace kx {
 namespace svg {
 
 namespace {
 
 const char* const kFailToOpenFile = "Fail to open file";
+const char* const kFailToReplaceFile = "Fail to replace file";
+
+// Creates an empty file with a fresh name beside `target`, so that the final
+// rename stays within one file system. It gets the target's permissions when
+// the target exists, else the usual ones for a new file. Returns the name, or
+// an empty text when no file could be created.
+std::string createSiblingTempFile(const std::string& target)
+{
+    static std::atomic<unsigned> counter{0};
+    struct stat targetInfo;
+    const bool targetExists = ::stat(target.c_str(), &targetInfo) == 0;
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        std::string name = target + ".kxsvg-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
+        int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd < 0) {
+            if (errno == EEXIST) continue;
+            return std::string();
+        }
+        if (targetExists) (void)::fchmod(fd, targetInfo.st_mode & 07777);
+        ::close(fd);
+        return name;
+    }
+    return std::string();
+}
 
 // Compared as given: an upper-case extension only matches when the caller
 // lower-cased it.
@@ -62,12 +94,30 @@ bool kxSvgDriver::saveSvg(const ItemInterface& item, const std::string& filePath
                           kxProgressNotifierInterface* notifier, const SaveOptions& options)
 {
     clearMessages();
-    kxIoDeviceFileStream stream(filePath, kxIoDevice::Write, true);
-    if (!stream.isOpen()) {
+    // The document is written to a file beside the target and moved over it
+    // only when the whole save succeeded: a failed save never damages a file
+    // that was already there.
+    const std::string tempPath = createSiblingTempFile(filePath);
+    if (tempPath.empty()) {
         addMessage(kFailToOpenFile, -1);
         return false;
     }
-    return saveSvg(item, stream, kxDirUtils::ExtractFileExtension(filePath, true, 1), notifier, options);
+    bool saved = false;
+    bool closed = false;
+    {
+        kxIoDeviceFileStream stream(tempPath, kxIoDevice::Write, true);
+        if (!stream.isOpen()) {
+            std::remove(tempPath.c_str());
+            addMessage(kFailToOpenFile, -1);
+            return false;
+        }
+        saved = saveSvg(item, stream, kxDirUtils::ExtractFileExtension(filePath, true, 1), notifier, options);
+        closed = stream.close();
+    }
+    if (saved && closed && std::rename(tempPath.c_str(), filePath.c_str()) == 0) return true;
+    std::remove(tempPath.c_str());
+    if (saved) addMessage(kFailToReplaceFile, -1);
+    return false;
 }
 
 bool kxSvgDriver::saveSvg(const ItemInterface& item, kxIoDevice& device, const std::string&,
