@@ -73,6 +73,10 @@ private:
     std::vector<uint32_t> m_outList;  // half-edges sorted by angle around their origin
     std::vector<uint32_t> m_position; // half-edge -> index in m_outList
 
+    std::vector<uint8_t> m_visited; // face tracing: half-edges done
+    std::vector<uint32_t> m_cycle;  // face tracing: vertices of the current face
+    std::vector<uint32_t> m_open;   // face tracing: the simple piece being cut out
+    std::vector<uint32_t> m_slot;   // face tracing: vertex -> position in m_open
     std::vector<uint32_t> m_triangles; // vertex ranks, three per triangle
     std::vector<uint32_t> m_sorted;    // scratch for the monotone sweep
     std::vector<uint8_t> m_chain;
@@ -303,10 +307,12 @@ void Triangulator::buildFaces() {
 
 void Triangulator::traceFaces() {
     const std::size_t halfCount = m_graph.size() * 2;
-    std::vector<uint8_t> visited(halfCount, 0);
-    std::vector<uint32_t> cycle;
-    std::vector<uint32_t> open; // current simple piece while splitting at repeated vertices
-    std::vector<uint32_t> slot(m_representative.size(), kNone);
+    std::vector<uint8_t>& visited = m_visited;
+    std::vector<uint32_t>& cycle = m_cycle;
+    std::vector<uint32_t>& open = m_open; // current simple piece while splitting at repeated vertices
+    std::vector<uint32_t>& slot = m_slot;
+    visited.assign(halfCount, 0);
+    slot.assign(m_representative.size(), kNone);
     for (uint32_t start = 0; start < halfCount; ++start) {
         if (visited[start]) continue;
         const bool inside = insideLeftOf(start);
