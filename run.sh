@@ -1,45 +1,36 @@
 #!/usr/bin/env bash
-# Builds libkxSvg in build/ and runs the example program.
+# Builds libkxSvg and its kxsvg tool in build/, then shows what the library
+# does with a bundled drawing: a summary, a flattened mesh and a picture.
 # Installs missing Debian packages when run as root; otherwise prints the command.
 set -euo pipefail
 
 cd "$(dirname "$0")"
+source scripts/setup.sh
+ensure_packages "${KXSVG_BUILD_PACKAGES[@]}"
 
-packages=(cmake g++ make pkg-config libxml2-dev libutfcpp-dev libfast-float-dev libfmt-dev
-          googletest libgtest-dev libbenchmark-dev)
-# The command-line tool under apps/ needs these as well.
-if [[ -f apps/CMakeLists.txt ]]; then
-  packages+=(libcli11-dev nlohmann-json3-dev libcairo2-dev)
-fi
+cmake -S . -B build -DKXSVG_BUILD_TESTS=OFF
+cmake --build build -j2 --target kxsvg kxsvg_example_build_tree
 
-ensure_packages() {
-  if ! command -v dpkg-query >/dev/null 2>&1; then
-    echo "note: not a Debian system; make sure these are installed: ${packages[*]}" >&2
-    return 0
-  fi
-  local missing=()
-  local p
-  for p in "${packages[@]}"; do
-    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
-      missing+=("$p")
-    fi
-  done
-  if [[ ${#missing[@]} -eq 0 ]]; then
-    return 0
-  fi
-  if [[ $(id -u) -eq 0 ]]; then
-    echo "Installing missing packages: ${missing[*]}"
-    apt-get update
-    DEBIAN_FRONTEND=noninteractive apt-get install -y "${missing[@]}"
-  else
-    echo "Missing packages: ${missing[*]}" >&2
-    echo "Install them with:" >&2
-    echo "  sudo apt-get install -y ${missing[*]}" >&2
-    exit 1
-  fi
-}
+drawing=examples/data/badge.svg
+out=build/run
+mkdir -p "$out"
 
-ensure_packages
-cmake -S . -B build
-cmake --build build -j2 --target kxsvg_example_build_tree
+echo
+echo "== A drawing built in memory, copied and saved"
 ./build/examples/kxsvg_example_build_tree
+
+echo
+echo "== kxsvg info $drawing"
+./build/apps/kxsvg info "$drawing"
+
+echo
+echo "== kxsvg flatten and render"
+./build/apps/kxsvg flatten "$drawing" -o "$out/badge.json"
+./build/apps/kxsvg flatten "$drawing" -o "$out/badge.obj"
+./build/apps/kxsvg render "$drawing" -o "$out/badge.png" --width 480 --background white
+./build/apps/kxsvg render "$drawing" -o "$out/badge-wire.png" --width 480 --background white --wire
+echo "Outputs written:"
+echo "  $out/badge.json      segmented primitives (points, segments, triangles, colours)"
+echo "  $out/badge.obj       the same as a Wavefront OBJ mesh"
+echo "  $out/badge.png       the primitives drawn with cairo"
+echo "  $out/badge-wire.png  the same with the fill triangles outlined"

@@ -1,0 +1,36 @@
+# setup.sh - sourced by run.sh, test.sh and bench.sh: makes sure the Debian
+# packages that the build needs are installed.
+#
+# ensure_packages PACKAGE...: installs the missing ones with apt-get when run
+# as root; otherwise prints the exact command and exits with status 1.
+
+# What every build of the library, its tests, benchmarks and tool needs.
+KXSVG_BUILD_PACKAGES=(cmake g++ make pkg-config libxml2-dev libutfcpp-dev libfast-float-dev libfmt-dev
+                      googletest libgtest-dev libbenchmark-dev
+                      libcli11-dev nlohmann-json3-dev libcairo2-dev)
+
+ensure_packages() {
+  if ! command -v dpkg-query >/dev/null 2>&1; then
+    echo "note: not a Debian system; make sure these are installed: $*" >&2
+    return 0
+  fi
+  local missing=() p
+  for p in "$@"; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+      missing+=("$p")
+    fi
+  done
+  if [[ ${#missing[@]} -eq 0 ]]; then
+    return 0
+  fi
+  if [[ $(id -u) -eq 0 ]]; then
+    echo "Installing missing packages: ${missing[*]}"
+    apt-get update
+    DEBIAN_FRONTEND=noninteractive apt-get install -y "${missing[@]}"
+  else
+    echo "Missing packages: ${missing[*]}" >&2
+    echo "Install them with:" >&2
+    echo "  sudo apt-get install -y ${missing[*]}" >&2
+    exit 1
+  fi
+}
