@@ -29,13 +29,22 @@ struct SegmentSplit {
 /// vertical segments need no special case, while orientation signs of
 /// non-collinear triples stay exact.
 struct VertexSet {
-    std::vector<double> x;
-    std::vector<double> y;
+    struct Coordinates {
+        double x;
+        double y;
+    };
+    std::vector<Coordinates> at; ///< by rank; x and y side by side, one cache line per lookup
+
+    double x(uint32_t v) const { return at[v].x; }
+    double y(uint32_t v) const { return at[v].y; }
     /// Sign of the cross product (b - a) x (c - a): > 0 when c lies left of a->b.
     /// Coordinates are single-precision values, so the differences and products
     /// below are exact in double for all but extreme magnitude spreads.
     int orient(uint32_t a, uint32_t b, uint32_t c) const {
-        const double v = (x[b] - x[a]) * (y[c] - y[a]) - (y[b] - y[a]) * (x[c] - x[a]);
+        const Coordinates& pa = at[a];
+        const Coordinates& pb = at[b];
+        const Coordinates& pc = at[c];
+        const double v = (pb.x - pa.x) * (pc.y - pa.y) - (pb.y - pa.y) * (pc.x - pa.x);
         return (v > 0.0) - (v < 0.0);
     }
 };

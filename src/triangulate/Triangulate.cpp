@@ -109,14 +109,12 @@ void Triangulator::rankVertices() {
         return a.index < b.index;
     });
     m_representative.clear();
-    m_vertices.x.clear();
-    m_vertices.y.clear();
+    m_vertices.at.clear();
     for (std::size_t i = 0; i < used.size(); ++i) {
         const Keyed& k = used[i];
         if (i == 0 || k.x != used[i - 1].x || k.y != used[i - 1].y) {
             m_representative.push_back(k.index);
-            m_vertices.x.push_back(k.x);
-            m_vertices.y.push_back(k.y);
+            m_vertices.at.push_back(VertexSet::Coordinates{k.x, k.y});
         }
         m_rankOf[k.index] = static_cast<uint32_t>(m_representative.size() - 1);
     }
@@ -286,8 +284,8 @@ void Triangulator::buildFaces() {
         uint32_t f1, t1, f2, t2;
         endsOf(h1, f1, t1);
         endsOf(h2, f2, t2);
-        const double dx1 = v.x[t1] - v.x[f1], dy1 = v.y[t1] - v.y[f1];
-        const double dx2 = v.x[t2] - v.x[f2], dy2 = v.y[t2] - v.y[f2];
+        const double dx1 = v.x(t1) - v.x(f1), dy1 = v.y(t1) - v.y(f1);
+        const double dx2 = v.x(t2) - v.x(f2), dy2 = v.y(t2) - v.y(f2);
         const bool upper1 = dy1 > 0.0 || (dy1 == 0.0 && dx1 > 0.0);
         const bool upper2 = dy2 > 0.0 || (dy2 == 0.0 && dx2 > 0.0);
         if (upper1 != upper2) return upper1;
@@ -409,7 +407,7 @@ void Triangulator::emitPolygon(const uint32_t* poly, std::size_t count) {
     const VertexSet& v = m_vertices;
     for (std::size_t i = 1; i + 1 < count; ++i) {
         const uint32_t a = poly[0], b = poly[i], c = poly[i + 1];
-        const double term = (v.x[b] - v.x[a]) * (v.y[c] - v.y[a]) - (v.y[b] - v.y[a]) * (v.x[c] - v.x[a]);
+        const double term = (v.x(b) - v.x(a)) * (v.y(c) - v.y(a)) - (v.y(b) - v.y(a)) * (v.x(c) - v.x(a));
         polygonArea += term;
         magnitude += std::fabs(term);
     }
@@ -458,7 +456,7 @@ void Triangulator::emitPolygon(const uint32_t* poly, std::size_t count) {
     double triangleArea = 0.0;
     for (std::size_t t = firstTriangle; t < m_triangles.size(); t += 3) {
         const uint32_t a = m_triangles[t], b = m_triangles[t + 1], c = m_triangles[t + 2];
-        triangleArea += (v.x[b] - v.x[a]) * (v.y[c] - v.y[a]) - (v.y[b] - v.y[a]) * (v.x[c] - v.x[a]);
+        triangleArea += (v.x(b) - v.x(a)) * (v.y(c) - v.y(a)) - (v.y(b) - v.y(a)) * (v.x(c) - v.x(a));
     }
     if (std::fabs(triangleArea - polygonArea) > 1e-9 * magnitude) FailTriangulation();
 }
