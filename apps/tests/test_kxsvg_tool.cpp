@@ -233,3 +233,26 @@ TEST(KxsvgTool, CheckSummarisesFilesAndFailures)
     EXPECT_NE(strict.out.find("       1  Found unsupported tag in svg : \"ellipse\""), std::string::npos)
         << strict.out;
 }
+
+TEST(KxsvgTool, PreflightBringsFilesIntoTheStrictSubset)
+{
+    TempDir dir;
+    std::string in = dir.write("icon.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"24\" height=\"24\" "
+                                           "stroke=\"currentColor\"><title>t</title>"
+                                           "<ellipse cx=\"12\" cy=\"12\" rx=\"10\" ry=\"5\"/></svg>");
+    EXPECT_EQ(run("info --strict " + in + " >/dev/null").status, 1);
+    EXPECT_EQ(run("info --strict --preflight " + in + " >/dev/null 2>&1").status, 0);
+
+    RunResult r = run("preflight " + in + " " + dir.file("out.svg") + " 2>&1");
+    ASSERT_EQ(r.status, 0);
+    EXPECT_NE(r.out.find("rewritten: ellipse as path x1"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("dropped: element \"title\" x1"), std::string::npos) << r.out;
+    nlohmann::json j = nlohmann::json::parse(run("info --json --strict " + dir.file("out.svg")).out);
+    EXPECT_EQ(j["loaded"], true);
+    EXPECT_EQ(j["items"]["kinds"]["path"], 1);
+    EXPECT_EQ(j["viewBox"], nlohmann::json({0, 0, 24, 24}));
+
+    // Input that is not XML fails with status 1 and a message.
+    std::string junk = dir.write("junk.svg", "not xml at all");
+    EXPECT_EQ(run("preflight " + junk + " " + dir.file("junk-out.svg") + " 2>/dev/null").status, 1);
+}
