@@ -55,6 +55,7 @@ struct MapSegment {
     uint32_t left;
     uint32_t right;
     int32_t delta;
+    uint32_t position; ///< where it first comes in the input: neighbours along an outline are close
 };
 
 /// One node of the point-location DAG: an x-node tests a point against a
