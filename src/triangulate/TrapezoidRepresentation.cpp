@@ -69,6 +69,7 @@ uint32_t TrapezoidRepresentation::newNode(QueryNode::Kind kind, uint32_t key, ui
 // a point on a y-node's segment must be a shared left end, and the side is
 // decided by where q lies.
 uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q) const {
+    const VertexSet::Coordinates pc = m_vertices.at[p];
     uint32_t n = start;
     for (std::size_t guard = 0; guard <= m_nodes.size(); ++guard) {
         const QueryNode& node = m_nodes[n];
@@ -80,15 +81,15 @@ uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q)
             break;
         case QueryNode::YNode: {
             const MapSegment& t = m_segments[node.key];
-            int side = m_vertices.orient(t.left, t.right, p);
+            int side = SideOf(t, pc.x, pc.y);
             if (side == 0) {
                 if (strictlyInside(t, p)) SplitAt(t, p); // p touches the inside of t
                 if (p != t.left) FailTriangulation();
-                side = m_vertices.orient(t.left, t.right, q);
+                side = SideOf(t, m_vertices.x(q), m_vertices.y(q));
                 if (side == 0) {
                     // Collinear from a shared left end: the shorter one ends inside the other.
                     if (q < t.right) SplitAt(t, q);
-                    if (q > t.right) SplitAt(MapSegment{p, q, 0, 0}, t.right);
+                    if (q > t.right) SplitAt(MapSegment{p, q, 0, 0, 0.0, 0.0, 0.0, 0.0}, t.right);
                     FailTriangulation();
                 }
             }
@@ -106,22 +107,22 @@ uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q)
 void TrapezoidRepresentation::checkAgainstBoundary(const MapSegment& s, uint32_t boundary) const {
     if (boundary == kNone) return;
     const MapSegment& t = m_segments[boundary];
-    const VertexSet& v = m_vertices;
     if (s.left == t.left || s.right == t.right) {
-        const uint32_t other = (s.left == t.left) ? s.right : s.left;
-        if (v.orient(t.left, t.right, other) != 0) return;
+        const bool sharedLeft = s.left == t.left;
+        const uint32_t other = sharedLeft ? s.right : s.left;
+        if (SideOf(t, sharedLeft ? s.rightX : s.leftX, sharedLeft ? s.rightY : s.leftY) != 0) return;
         // Collinear from a shared end: an end of one lies inside the other.
         if (strictlyInside(t, other)) SplitAt(t, other);
-        const uint32_t tOther = (s.left == t.left) ? t.right : t.left;
+        const uint32_t tOther = sharedLeft ? t.right : t.left;
         if (strictlyInside(s, tOther)) SplitAt(s, tOther);
         FailTriangulation();
     }
     if (s.left == t.right || s.right == t.left) return; // consecutive, lexicographically disjoint
-    const int o1 = v.orient(s.left, s.right, t.left);
-    const int o2 = v.orient(s.left, s.right, t.right);
+    const int o1 = SideOf(s, t.leftX, t.leftY);
+    const int o2 = SideOf(s, t.rightX, t.rightY);
     if (o1 * o2 > 0) return;
-    const int o3 = v.orient(t.left, t.right, s.left);
-    const int o4 = v.orient(t.left, t.right, s.right);
+    const int o3 = SideOf(t, s.leftX, s.leftY);
+    const int o4 = SideOf(t, s.rightX, s.rightY);
     if (o1 == 0 && o2 == 0) {
         // Collinear: they overlap when their lexicographic ranges do.
         const uint32_t lo = s.left > t.left ? s.left : t.left;
@@ -155,7 +156,7 @@ void TrapezoidRepresentation::insert(uint32_t segment) {
         checkAgainstBoundary(s, t.bottom);
         const uint32_t r = t.rightp;
         if (r == kNone || q <= r) break;
-        const int side = m_vertices.orient(p, q, r);
+        const int side = SideOf(s, m_vertices.x(r), m_vertices.y(r));
         if (side == 0) SplitAt(s, r); // a vertex inside the new segment
         d = (side > 0) ? t.lowerRight : t.upperRight;
         if (d == kNone || m_path.size() > m_traps.size()) FailTriangulation();
@@ -212,7 +213,7 @@ void TrapezoidRepresentation::insert(uint32_t segment) {
             const Trapezoid cur = m_traps[old];
             const Trapezoid next = m_traps[m_path[j + 1]];
             const uint32_t r = cur.rightp;
-            if (m_vertices.orient(p, q, r) > 0) {
+            if (SideOf(s, m_vertices.x(r), m_vertices.y(r)) > 0) {
                 const uint32_t nextUpper = newTrapezoid(next.top, segment, r, kNone);
                 Trapezoid& u = m_traps[upper];
                 u.rightp = r;

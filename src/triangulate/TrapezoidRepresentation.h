@@ -37,17 +37,23 @@ struct VertexSet {
 
     double x(uint32_t v) const { return at[v].x; }
     double y(uint32_t v) const { return at[v].y; }
-    /// Sign of the cross product (b - a) x (c - a): > 0 when c lies left of a->b.
-    /// Coordinates are single-precision values, so the differences and products
-    /// below are exact in double for all but extreme magnitude spreads.
-    int orient(uint32_t a, uint32_t b, uint32_t c) const {
-        const Coordinates& pa = at[a];
-        const Coordinates& pb = at[b];
-        const Coordinates& pc = at[c];
-        const double v = (pb.x - pa.x) * (pc.y - pa.y) - (pb.y - pa.y) * (pc.x - pa.x);
-        return (v > 0.0) - (v < 0.0);
-    }
+    int orient(uint32_t a, uint32_t b, uint32_t c) const;
 };
+
+/// Sign of the cross product (b - a) x (c - a): > 0 when c lies left of a->b.
+/// Coordinates are single-precision values, so the differences and products
+/// below are exact in double for all but extreme magnitude spreads.
+inline int OrientSign(double ax, double ay, double bx, double by, double cx, double cy) {
+    const double v = (bx - ax) * (cy - ay) - (by - ay) * (cx - ax);
+    return (v > 0.0) - (v < 0.0);
+}
+
+inline int VertexSet::orient(uint32_t a, uint32_t b, uint32_t c) const {
+    const Coordinates& pa = at[a];
+    const Coordinates& pb = at[b];
+    const Coordinates& pc = at[c];
+    return OrientSign(pa.x, pa.y, pb.x, pb.y, pc.x, pc.y);
+}
 
 /// A segment with `left` < `right` (vertex ranks). `delta` is what the winding
 /// number changes by when a point crosses the segment from below to above.
@@ -56,7 +62,18 @@ struct MapSegment {
     uint32_t right;
     int32_t delta;
     uint32_t position; ///< where it first comes in the input: neighbours along an outline are close
+    // Copies of the end coordinates: the tests against a segment then read
+    // one record instead of two more random vertex lookups.
+    double leftX;
+    double leftY;
+    double rightX;
+    double rightY;
 };
+
+/// Side of point (x, y) relative to the line through segment `s`: > 0 above (left of left->right).
+inline int SideOf(const MapSegment& s, double x, double y) {
+    return OrientSign(s.leftX, s.leftY, s.rightX, s.rightY, x, y);
+}
 
 /// One node of the point-location DAG: an x-node tests a point against a
 /// vertex (left/right), a y-node against a segment (above/below), a leaf

@@ -188,9 +188,10 @@ void Triangulator::mergeSegments(std::vector<InputEdge>& edges) {
         const int64_t delta = evenOdd ? (sum & 1) : sum;
         if (delta != 0) {
             if (delta > INT32_MAX / 4 || delta < -(INT32_MAX / 4)) FailTriangulation();
-            m_segments.push_back(MapSegment{static_cast<uint32_t>(edges[i].key >> 32),
-                                            static_cast<uint32_t>(edges[i].key & 0xffffffffu),
-                                            static_cast<int32_t>(delta), position});
+            const uint32_t left = static_cast<uint32_t>(edges[i].key >> 32);
+            const uint32_t right = static_cast<uint32_t>(edges[i].key & 0xffffffffu);
+            m_segments.push_back(MapSegment{left, right, static_cast<int32_t>(delta), position, m_vertices.x(left),
+                                            m_vertices.y(left), m_vertices.x(right), m_vertices.y(right)});
         }
         i = j;
     }
