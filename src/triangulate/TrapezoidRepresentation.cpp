@@ -89,7 +89,7 @@ uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q)
                 if (side == 0) {
                     // Collinear from a shared left end: the shorter one ends inside the other.
                     if (q < t.right) SplitAt(t, q);
-                    if (q > t.right) SplitAt(MapSegment{p, q, 0, 0, 0.0, 0.0, 0.0, 0.0}, t.right);
+                    if (q > t.right) SplitAt(MapSegment{p, q, 0, 0.0, 0.0, 0.0, 0.0}, t.right);
                     FailTriangulation();
                 }
             }
@@ -294,32 +294,30 @@ void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
         std::swap(order[i - 1], order[j]);
     }
     // Biased randomised insertion order: the shuffled segments are cut into
-    // rounds of doubling size, and each round is inserted in input order.
-    // Every round is a random sample, which keeps the search DAG shallow as
-    // plain random order does, while inside a round consecutive insertions
-    // follow the outlines and touch neighbouring parts of the map: on large
-    // input that cache locality is worth several times the speed. Inserting
-    // everything in input order would let the DAG degenerate into long chains.
+    // rounds of doubling size, and each round is inserted in index order,
+    // which is left-to-right order of the segments' left ends. Every round is
+    // a random sample, which keeps the search DAG shallow as plain random
+    // order does, while inside a round consecutive insertions touch
+    // neighbouring parts of the map: on large input that cache locality is
+    // worth several times the speed. (Measured against input order and
+    // Z-order of midpoints, this sweep order was fastest overall.) Inserting
+    // everything in one sorted order would let the DAG degenerate into long
+    // chains.
     //
     // After each large round every segment still waiting remembers the leaf
     // its left end falls in (Seidel's trick); a leaf later turns into a
     // subtree in place, so the next search starts there, not at the root.
-    auto inputOrder = [this](uint32_t a, uint32_t b) { return m_segments[a].position < m_segments[b].position; };
-    std::vector<uint32_t> byPosition(n);
-    for (std::size_t i = 0; i < n; ++i) byPosition[i] = static_cast<uint32_t>(i);
-    std::sort(byPosition.begin(), byPosition.end(), inputOrder);
     m_start.assign(n, 0);
     std::size_t done = 0;
     for (std::size_t roundSize = 1; done < n; roundSize *= 2) {
         const std::size_t end = (n - done > roundSize) ? done + roundSize : n;
-        std::sort(order.begin() + static_cast<std::ptrdiff_t>(done), order.begin() + static_cast<std::ptrdiff_t>(end),
-                  inputOrder);
+        std::sort(order.begin() + static_cast<std::ptrdiff_t>(done), order.begin() + static_cast<std::ptrdiff_t>(end));
         for (; done < end; ++done) {
             insert(order[done]);
             m_start[order[done]] = kNone; // inserted: needs no start any more
         }
         if (done == n || roundSize < kRelocateFromRound) continue;
-        for (uint32_t s : byPosition) {
+        for (std::size_t s = 0; s < n; ++s) {
             if (m_start[s] == kNone) continue;
             m_start[s] = m_traps[locate(m_start[s], m_segments[s].left, m_segments[s].right)].node;
         }

@@ -61,7 +61,6 @@ struct MapSegment {
     uint32_t left;
     uint32_t right;
     int32_t delta;
-    uint32_t position; ///< where it first comes in the input: neighbours along an outline are close
     // Copies of the end coordinates: the tests against a segment then read
     // one record instead of two more random vertex lookups.
     double leftX;
@@ -113,7 +112,7 @@ public:
     TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments);
 
     /// Inserts the segments in rounds of doubling size drawn at random by a
-    /// generator seeded with `seed`, then labels every trapezoid with its
+    /// generator seeded with `seed` (each round left to right), then labels every trapezoid with its
     /// winding number (its parity when `parityOnly`).
     void build(uint32_t seed, bool parityOnly);
 

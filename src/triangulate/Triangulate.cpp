@@ -30,7 +30,6 @@ constexpr std::size_t kMaxRebuildWork = std::size_t(1) << 24; // segments insert
 struct InputEdge {
     uint64_t key; // (low vertex << 32) | high vertex
     int32_t delta;
-    uint32_t position; // pair index in the input
 };
 
 struct GraphEdge {
@@ -131,7 +130,7 @@ void Triangulator::collectSegments() {
         const bool rightward = a < b;
         const uint64_t lo = rightward ? a : b;
         const uint64_t hi = rightward ? b : a;
-        edges.push_back(InputEdge{(lo << 32) | hi, rightward ? 1 : -1, static_cast<uint32_t>(edges.size())});
+        edges.push_back(InputEdge{(lo << 32) | hi, rightward ? 1 : -1});
         oddDegree[a] ^= 1;
         oddDegree[b] ^= 1;
     };
@@ -179,10 +178,8 @@ void Triangulator::mergeSegments(std::vector<InputEdge>& edges) {
     for (std::size_t i = 0; i < edges.size();) {
         std::size_t j = i;
         int64_t sum = 0;
-        uint32_t position = edges[i].position;
         while (j < edges.size() && edges[j].key == edges[i].key) {
             sum += edges[j].delta;
-            if (edges[j].position < position) position = edges[j].position;
             ++j;
         }
         const int64_t delta = evenOdd ? (sum & 1) : sum;
@@ -190,7 +187,7 @@ void Triangulator::mergeSegments(std::vector<InputEdge>& edges) {
             if (delta > INT32_MAX / 4 || delta < -(INT32_MAX / 4)) FailTriangulation();
             const uint32_t left = static_cast<uint32_t>(edges[i].key >> 32);
             const uint32_t right = static_cast<uint32_t>(edges[i].key & 0xffffffffu);
-            m_segments.push_back(MapSegment{left, right, static_cast<int32_t>(delta), position, m_vertices.x(left),
+            m_segments.push_back(MapSegment{left, right, static_cast<int32_t>(delta), m_vertices.x(left),
                                             m_vertices.y(left), m_vertices.x(right), m_vertices.y(right)});
         }
         i = j;
@@ -207,18 +204,18 @@ void Triangulator::splitSegment(uint32_t left, uint32_t right) {
     bool found = false;
     for (const MapSegment& s : m_segments) {
         if (s.left != left || s.right != right) {
-            edges.push_back(InputEdge{(uint64_t(s.left) << 32) | s.right, s.delta, s.position});
+            edges.push_back(InputEdge{(uint64_t(s.left) << 32) | s.right, s.delta});
             continue;
         }
         found = true;
         uint32_t from = left;
         for (uint32_t v = left + 1; v < right; ++v) {
             if (m_vertices.orient(left, right, v) != 0) continue;
-            edges.push_back(InputEdge{(uint64_t(from) << 32) | v, s.delta, s.position});
+            edges.push_back(InputEdge{(uint64_t(from) << 32) | v, s.delta});
             from = v;
         }
         if (from == left) FailTriangulation(); // nothing to split at: inconsistent report
-        edges.push_back(InputEdge{(uint64_t(from) << 32) | right, s.delta, s.position});
+        edges.push_back(InputEdge{(uint64_t(from) << 32) | right, s.delta});
     }
     if (!found) FailTriangulation();
     mergeSegments(edges);
