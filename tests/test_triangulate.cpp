@@ -439,6 +439,7 @@ TEST(TriangulatePoly, PolygonsWithHoles) {
             }
         const Result r = triangulate(s);
         checkFill(s, r, Rule::EvenOdd, area, "holes " + std::to_string(i), 80);
+        if (i % 30 == 0) checkAllWays(s, area, "holes " + std::to_string(i), 30);
         if (HasFailure()) return;
     }
     // Islands inside holes inside the outline: even-odd alternates.
