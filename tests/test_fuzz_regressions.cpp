@@ -93,3 +93,22 @@ TEST(FuzzRegressions, fuzzing_test_case_01)
         EXPECT_EQ(outcome.messages.front(), "XML parser error");
     }
 }
+
+// The triangulation target's independent area is what its checks rest on.
+TEST(FuzzRegressions, CoveredAreaOfTheTriangulationCheck)
+{
+    using kx::TriangulationFillRule;
+    const std::vector<Wm4::Vector2<float>> squares = {{0, 0},   {20, 0},  {20, 20}, {0, 20},
+                                                      {5, 5},   {15, 5},  {15, 15}, {5, 15}};
+    const std::vector<unsigned int> sameWay = {0, 1, 1, 2, 2, 3, 3, 0, 4, 5, 5, 6, 6, 7, 7, 4};
+    const std::vector<unsigned int> reversed = {0, 1, 1, 2, 2, 3, 3, 0, 5, 4, 6, 5, 7, 6, 4, 7};
+    EXPECT_DOUBLE_EQ(kxfuzz::coveredArea(squares, sameWay, TriangulationFillRule::EvenOdd), 300.0);
+    EXPECT_DOUBLE_EQ(kxfuzz::coveredArea(squares, sameWay, TriangulationFillRule::NonZero), 400.0);
+    EXPECT_DOUBLE_EQ(kxfuzz::coveredArea(squares, reversed, TriangulationFillRule::NonZero), 300.0);
+
+    // A bow tie: two triangles of 25 meeting at the crossing.
+    const std::vector<Wm4::Vector2<float>> bowTie = {{0, 0}, {10, 10}, {10, 0}, {0, 10}};
+    const std::vector<unsigned int> edges = {0, 1, 1, 2, 2, 3, 3, 0};
+    EXPECT_DOUBLE_EQ(kxfuzz::coveredArea(bowTie, edges, TriangulationFillRule::EvenOdd), 50.0);
+    EXPECT_DOUBLE_EQ(kxfuzz::coveredArea(bowTie, edges, TriangulationFillRule::NonZero), 50.0);
+}
