@@ -259,7 +259,10 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCommandWithFloatSe
     ++cursor;
     consumeAnyWhiteSpace(cursor);
 
-    std::vector<float> numbers;
+    // One buffer for every command of the text: the callback may take its
+    // storage (it then grows again), or copy the numbers and leave it here.
+    std::vector<float>& numbers = m_numbers;
+    numbers.clear();
     numbers.reserve(8 * static_cast<size_t>(n));
     for (;;) {
         const Result group = consumeCoordinateSequence(cursor, numbers, n);
@@ -289,7 +292,8 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeEllipticalArcSeque
     ++cursor;
     consumeAnyWhiteSpace(cursor);
 
-    std::vector<float> numbers;
+    std::vector<float>& numbers = m_numbers;
+    numbers.clear();
     numbers.reserve(8 * 7);
     Cursor committed = cursor;
     for (;;) {
@@ -455,12 +459,10 @@ void PathVisitorStrToCommands::visitorCallback(char letter, std::vector<float>&&
         if (numbers.empty()) m_commands->emplace_back(info.type, std::vector<float>());
         return;
     }
-    if (numbers.size() == info.count) {
-        m_commands->emplace_back(info.type, std::move(numbers));
-        return;
-    }
-    // Several groups: one command each. Groups after the first of a move-to
-    // are line-tos of the same kind (absolute or relative).
+    // One command per group, each with a vector of its own exact size (the
+    // scanner keeps its buffer for the next command, so a command costs two
+    // small allocations). Groups after the first of a move-to are line-tos of
+    // the same kind (absolute or relative).
     const size_t groups = numbers.size() / info.count;
     for (size_t g = 0; g < groups; ++g) {
         Path::CommandType type = info.type;

@@ -83,6 +83,7 @@ private:
     TokenCallback m_callback;
     std::string m_error;
     Cursor m_cursor;
+    std::vector<float> m_numbers; ///< numbers of the current command; its storage serves every command
 };
 
 /// Turns the tokens into `Path::Command` records appended at the back of a
