@@ -6,6 +6,8 @@
 #include <kx/system/kxLog.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <stdexcept>
 
 namespace kx {
@@ -44,6 +46,45 @@ uint64_t BlockCountFor(unsigned long maxJobs)
     uint64_t power = 1;
     while (power < static_cast<uint64_t>(maxJobs)) power <<= 1;
     return 4 * power;
+}
+
+// Splits are chosen largest error first, the earliest job among equal
+// errors (what a first-to-last scan for the largest finds). Up to this many
+// jobs, a binary heap of job indices on the stack makes that choice in
+// logarithmic time instead of a scan of every job.
+constexpr unsigned long kMaxHeapJobs = 256;
+
+// True when job `a` is split before job `b`; a strict order as long as no
+// error is NaN (NaN errors make the selection fall back to the scan).
+inline bool SplitsBefore(const std::vector<SegmentationJob>& jobs, uint32_t a, uint32_t b)
+{
+    const float ea = jobs[a].getError(), eb = jobs[b].getError();
+    if (ea > eb) return true;
+    if (eb > ea) return false;
+    return a < b;
+}
+
+void SiftDown(const std::vector<SegmentationJob>& jobs, uint32_t* heap, std::size_t size, std::size_t at)
+{
+    for (;;) {
+        const std::size_t left = 2 * at + 1;
+        if (left >= size) return;
+        std::size_t best = left;
+        if (left + 1 < size && SplitsBefore(jobs, heap[left + 1], heap[left])) best = left + 1;
+        if (!SplitsBefore(jobs, heap[best], heap[at])) return;
+        std::swap(heap[best], heap[at]);
+        at = best;
+    }
+}
+
+void SiftUp(const std::vector<SegmentationJob>& jobs, uint32_t* heap, std::size_t at)
+{
+    while (at > 0) {
+        const std::size_t parent = (at - 1) / 2;
+        if (!SplitsBefore(jobs, heap[at], heap[parent])) return;
+        std::swap(heap[at], heap[parent]);
+        at = parent;
+    }
 }
 
 } // namespace
@@ -163,6 +204,29 @@ void SegmentationJob::computeError(BezierSegmentationWorkspace& workspace) noexc
     // control point of the left half and p[n-1-k] that of the right half.
     m_left = workspace.createVector();
     m_right = workspace.createVector();
+    if (n == 4) {
+        // The same steps for a cubic, unrolled and kept in registers.
+        Vec2 a = p[0], b = p[1], c = p[2];
+        const Vec2 d = p[3];
+        m_left[0] = a;
+        m_right[3] = d;
+        a = (a + b) * 0.5f;
+        b = (b + c) * 0.5f;
+        c = (c + d) * 0.5f;
+        m_left[1] = a;
+        m_right[2] = c;
+        a = (a + b) * 0.5f;
+        b = (b + c) * 0.5f;
+        m_left[2] = a;
+        m_right[1] = b;
+        a = (a + b) * 0.5f;
+        m_left[3] = a;
+        m_right[0] = a;
+        p[0] = a;
+        p[1] = b;
+        p[2] = c;
+        return;
+    }
     m_left[0] = p[0];
     m_right[n - 1] = p[n - 1];
     for (std::size_t k = 1; k < n; ++k) {
@@ -188,10 +252,25 @@ void DeCasteljauGetBezierPoints(BezierSegmentationWorkspace& ws, const Wm4::Bezi
     Vec2* rootBlock = ws.createVector(control, control + numPoints);
     jobs.push_back(SegmentationJob(ws, ws.toIterator(rootBlock), 0.5f, 0.25f));
 
+    uint32_t heap[kMaxHeapJobs];
+    std::size_t heapSize = 0;
+    bool useHeap = maxJobs <= kMaxHeapJobs && !std::isnan(jobs[0].getError());
+    if (useHeap) heap[heapSize++] = 0;
+    // The jobs in parameter order as a linked list: a split job keeps its
+    // slot for the left half, whose successor is the new right half. Job 0
+    // always stays first.
+    const bool linked = maxJobs <= kMaxHeapJobs;
+    constexpr uint32_t kNoJob = ~uint32_t(0);
+    uint32_t next[kMaxHeapJobs];
+    if (linked) next[0] = kNoJob;
     while (jobs.size() < maxJobs) {
         std::size_t worst = 0;
-        for (std::size_t i = 1; i < jobs.size(); ++i)
-            if (jobs[i].getError() > jobs[worst].getError()) worst = i;
+        if (useHeap) {
+            worst = heap[0];
+        } else {
+            for (std::size_t i = 1; i < jobs.size(); ++i)
+                if (jobs[i].getError() > jobs[worst].getError()) worst = i;
+        }
         if (tolerance >= jobs[worst].getError()) break;
 
         // The split job is copied first: its slot is overwritten by its left
@@ -202,8 +281,55 @@ void DeCasteljauGetBezierPoints(BezierSegmentationWorkspace& ws, const Wm4::Bezi
                                       childStep);
         jobs.push_back(
             SegmentationJob(ws, ws.toIterator(split.getRight()), split.getParameter() + split.getStep(), childStep));
+        if (linked) {
+            const uint32_t added = static_cast<uint32_t>(jobs.size() - 1);
+            next[added] = next[worst];
+            next[worst] = added;
+        }
+        if (useHeap) {
+            if (std::isnan(jobs[worst].getError()) || std::isnan(jobs.back().getError())) {
+                useHeap = false; // the scan decides from here on
+            } else {
+                // The root's job changed in place; the new job joins at the end.
+                SiftDown(jobs, heap, heapSize, 0);
+                heap[heapSize] = static_cast<uint32_t>(jobs.size() - 1);
+                SiftUp(jobs, heap, heapSize++);
+            }
+        }
     }
 
+    // Put the jobs in list order when that order has strictly increasing
+    // parameters: it is then the one order a sort by parameter gives. Deep
+    // splits whose parameters no longer differ in single precision are left
+    // to the sort.
+    if (linked) {
+        uint32_t order[kMaxHeapJobs];
+        std::size_t count = 0;
+        for (uint32_t i = 0; i != kNoJob && count < jobs.size(); i = next[i]) order[count++] = i;
+        bool increasing = count == jobs.size();
+        for (std::size_t k = 1; increasing && k < count; ++k)
+            increasing = jobs[order[k - 1]].getParameter() < jobs[order[k]].getParameter();
+        if (increasing) {
+            // Apply the permutation in place, cycle by cycle: slot k receives job order[k].
+            bool placed[kMaxHeapJobs] = {};
+            for (std::size_t start = 0; start < count; ++start) {
+                if (placed[start] || order[start] == start) continue;
+                const SegmentationJob first = jobs[start];
+                std::size_t at = start;
+                for (;;) {
+                    placed[at] = true;
+                    const std::size_t from = order[at];
+                    if (from == start) {
+                        jobs[at] = first;
+                        break;
+                    }
+                    jobs[at] = jobs[from];
+                    at = from;
+                }
+            }
+            return;
+        }
+    }
     std::sort(jobs.begin(), jobs.end(), [](const SegmentationJob& a, const SegmentationJob& b) {
         return a.getParameter() < b.getParameter();
     });
