@@ -9,6 +9,7 @@
 #include <utf8.h>
 
 #include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -157,10 +158,57 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeAnyWhiteSpace(Curs
     return Matched;
 }
 
+namespace {
+
+// Powers of ten that are exact in single precision (5^10 < 2^24).
+constexpr float kExactPowersOfTen[] = {1e0f, 1e1f, 1e2f, 1e3f, 1e4f, 1e5f, 1e6f, 1e7f, 1e8f, 1e9f, 1e10f};
+
+} // namespace
+
 PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor& cursor, float& value)
 {
     if (cursor == m_end) return NoMatch;
     const Cursor start = cursor;
+
+    // Fast path for the common form [-]digits[.digits] (no exponent): the
+    // scan below ends at the same place, and when the digits make an integer
+    // m below 2^24 with at most ten of them after the point, m and 10^k are
+    // exact floats, so the one correctly rounded division m / 10^k is the
+    // correctly rounded value of the text, which is what strtof_l gives.
+    {
+        Cursor c = start;
+        const bool negative = *c == '-';
+        if (negative) ++c;
+        uint64_t mantissa = 0;
+        int digits = 0;
+        int fraction = 0;
+        bool point = false;
+        while (c != m_end) {
+            const unsigned char byte = static_cast<unsigned char>(*c);
+            if (byte >= '0' && byte <= '9') {
+                if (digits < 19) mantissa = mantissa * 10 + (byte - '0');
+                ++digits;
+                if (point) ++fraction;
+            } else if (byte == '.' && !point) {
+                point = true;
+            } else {
+                break;
+            }
+            ++c;
+        }
+        const bool handOver =
+            digits == 0 || (c != m_end && (*c == 'e' || *c == 'E' || static_cast<unsigned char>(*c) >= 0x80));
+        if (!handOver) {
+            cursor = c;
+            if (digits <= 19 && mantissa <= (uint64_t(1) << 24) && fraction <= 10) {
+                const float magnitude = static_cast<float>(mantissa) / kExactPowersOfTen[fraction];
+                value = negative ? -magnitude : magnitude;
+                return Matched;
+            }
+            return impl::ConvertPathNumber(start, cursor, value) ? Matched : Error;
+        }
+    }
+
     bool first = true;
     bool afterExponent = false;
     bool pointTaken = false;
