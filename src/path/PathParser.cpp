@@ -2,6 +2,7 @@
 #include <kx/svg/PathParser.h>
 
 #include "PathNumber.h"
+#include "PathText.h"
 
 #include <kx/system/kxStringUtils.h>
 
@@ -113,6 +114,11 @@ inline bool IsWhiteSpace(uint32_t c) { return c == ' ' || c == '\n'; }
 PathVisitorStrToTokens::PathVisitorStrToTokens(const std::string& text, const TokenCallback& callback)
     : m_text(text), m_begin(m_text.data()), m_end(m_text.data() + m_text.size()), m_callback(callback),
       m_cursor(m_begin)
+{
+}
+
+PathVisitorStrToTokens::PathVisitorStrToTokens(const char* first, const char* last, const TokenCallback& callback)
+    : m_begin(first), m_end(last), m_callback(callback), m_cursor(first)
 {
 }
 
@@ -497,6 +503,16 @@ PathVisitorStrToCommands::PathVisitorStrToCommands(const std::string& text, std:
 {
 }
 
+PathVisitorStrToCommands::PathVisitorStrToCommands(const char* first, const char* last,
+                                                   std::list<Path::Command>& commands)
+    : PathVisitorStrToTokens(first, last,
+                             [this](char letter, std::vector<float>&& numbers) {
+                                 visitorCallback(letter, std::move(numbers));
+                             }),
+      m_commands(&commands)
+{
+}
+
 PathVisitorStrToCommands::~PathVisitorStrToCommands() = default;
 
 void PathVisitorStrToCommands::visitorCallback(char letter, std::vector<float>&& numbers)
@@ -520,6 +536,18 @@ void PathVisitorStrToCommands::visitorCallback(char letter, std::vector<float>&&
         m_commands->emplace_back(type, std::vector<float>(from, from + info.count));
     }
 }
+
+namespace impl {
+
+bool ConvertPathTextToCommands(std::string_view text, std::list<Path::Command>& commands, std::string* error)
+{
+    PathVisitorStrToCommands visitor(text.data(), text.data() + text.size(), commands);
+    if (visitor.visit()) return true;
+    if (error) *error = visitor.getErrorString();
+    return false;
+}
+
+} // namespace impl
 
 bool ConvertPathStringToCommands(const std::string& text, std::list<Path::Command>& commands, std::string* error)
 {

@@ -2,6 +2,7 @@
 #include "read/AttributeHandlers.h"
 
 #include "read/ReadNumbers.h"
+#include "path/PathText.h"
 
 #include <kx/svg/PathParser.h>
 
@@ -478,17 +479,17 @@ int HandlePathAttribute(AttributeContext& context, ItemInterface& item, const Xm
     const AttributeId id = elementAttribute(context, attribute, {AttributeId::D}, result);
     if (id == AttributeId::Unknown) return result;
 
-    const std::string value(attribute.value);
+    // The value is scanned where the XML parser left it, without a copy.
     std::string error;
     bool ok = false;
     try {
-        ok = ConvertPathStringToCommands(value, static_cast<Path&>(item).editCommands(), &error);
+        ok = ConvertPathTextToCommands(attribute.value, static_cast<Path&>(item).editCommands(), &error);
     } catch (const utf8::exception& e) {
         // Path data that is not UTF-8 is reported like any other malformed path.
         error = e.what();
     }
     if (!ok) {
-        context.error("Malformed path attribute, " + error + " : " + value);
+        context.error("Malformed path attribute, " + error + " : " + std::string(attribute.value));
         return AttributeFailed;
     }
     context.markSeen(id);

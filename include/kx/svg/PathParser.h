@@ -72,6 +72,10 @@ protected:
     Cursor getBegin() const { return m_begin; }
     Cursor getEnd() const { return m_end; }
 
+    /// Scans [first, last) where it lies, without a copy: the caller keeps
+    /// that text alive and unchanged for the scanner's lifetime.
+    PathVisitorStrToTokens(const char* first, const char* last, const TokenCallback& callback);
+
 private:
     /// The code point at `cursor` (< end); throws on malformed UTF-8.
     uint32_t peek(Cursor cursor) const;
@@ -93,6 +97,8 @@ private:
 class KXSVG_API PathVisitorStrToCommands : public PathVisitorStrToTokens {
 public:
     PathVisitorStrToCommands(const std::string& text, std::list<Path::Command>& commands);
+    /// Over [first, last) without a copy: the text must outlive the visitor.
+    PathVisitorStrToCommands(const char* first, const char* last, std::list<Path::Command>& commands);
     ~PathVisitorStrToCommands() override;
 
     void visitorCallback(char letter, std::vector<float>&& numbers);
