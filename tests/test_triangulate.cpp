@@ -562,6 +562,22 @@ TEST(TriangulatePoly, OpenChainsAreClosed) {
     area = 0;
     for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
     EXPECT_DOUBLE_EQ(area, 1.0 + 4.5);
+
+    // A chain whose end misses its start by a hair (rounded relative path
+    // data): its last side crosses the first one right next to the start.
+    // It is closed on its start vertex instead of by a hair-thin extra side.
+    Shape nearly;
+    nearly.points = {Point(0, 0), Point(10, 0), Point(10, 10), Point(0, 10), Point(0.0001f, -0.001f)};
+    nearly.edges = {0, 1, 1, 2, 2, 3, 3, 4};
+    r = triangulate(nearly);
+    ASSERT_TRUE(r.ok);
+    area = 0;
+    for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
+    EXPECT_DOUBLE_EQ(area, 100.0);
+    // Ends farther apart than a thousandth of the extent keep their closing side,
+    // and here it crosses the first side: refused.
+    nearly.points[4] = Point(0.5f, -0.5f);
+    EXPECT_FALSE(triangulate(nearly).ok);
 }
 
 TEST(TriangulatePoly, NonZeroRule) {

@@ -48,6 +48,7 @@ public:
 
 private:
     void rankVertices();
+    void closeNearlyClosedChains();
     void collectSegments();
     void mergeSegments(std::vector<InputEdge>& edges);
     void splitSegment(uint32_t left, uint32_t right);
@@ -120,7 +121,62 @@ void Triangulator::rankVertices() {
     }
 }
 
+// An open chain whose end lies within a thousandth of the outline's extent of
+// its start (on both axes, the tolerance of contour clean-up) is closed by
+// taking its last vertex as its first. Real drawings are full of sub-paths
+// whose rounded relative coordinates miss their start by a hair, and whose
+// clean-up moved the end by up to that tolerance; closing them with a hair-thin
+// extra segment would make the outline touch or cross itself right at its
+// start and refuse a fill that every renderer draws.
+void Triangulator::closeNearlyClosedChains() {
+    const std::size_t pairCount = m_edgeIndices.size() / 2;
+    const std::size_t vertexCount = m_representative.size();
+    if (vertexCount < 3) return;
+    double minX = m_vertices.x(0), maxX = minX, minY = m_vertices.y(0), maxY = minY;
+    for (std::size_t v = 1; v < vertexCount; ++v) {
+        minX = std::min(minX, m_vertices.x(static_cast<uint32_t>(v)));
+        maxX = std::max(maxX, m_vertices.x(static_cast<uint32_t>(v)));
+        minY = std::min(minY, m_vertices.y(static_cast<uint32_t>(v)));
+        maxY = std::max(maxY, m_vertices.y(static_cast<uint32_t>(v)));
+    }
+    const double tolX = 1e-3 * (maxX - minX), tolY = 1e-3 * (maxY - minY);
+    std::vector<uint8_t> oddDegree(vertexCount, 0);
+    for (std::size_t i = 0; i < pairCount; ++i) {
+        const uint32_t a = m_rankOf[m_edgeIndices[2 * i]], b = m_rankOf[m_edgeIndices[2 * i + 1]];
+        if (a == b) continue;
+        oddDegree[a] ^= 1;
+        oddDegree[b] ^= 1;
+    }
+    uint32_t runFirst = kNone, runLast = kNone;
+    unsigned int runLastInput = 0;
+    std::size_t runLength = 0;
+    auto closeRun = [&]() {
+        // Three segments at least, so that the chain stays a polygon once closed.
+        if (runFirst == kNone || runFirst == runLast || runLength < 3) return;
+        if (!oddDegree[runFirst] || !oddDegree[runLast]) return;
+        if (std::fabs(m_vertices.x(runLast) - m_vertices.x(runFirst)) < tolX &&
+            std::fabs(m_vertices.y(runLast) - m_vertices.y(runFirst)) < tolY) {
+            oddDegree[runFirst] = oddDegree[runLast] = 0;
+            m_rankOf[runLastInput] = runFirst;
+        }
+    };
+    for (std::size_t i = 0; i < pairCount; ++i) {
+        const uint32_t a = m_rankOf[m_edgeIndices[2 * i]], b = m_rankOf[m_edgeIndices[2 * i + 1]];
+        if (a == b) continue;
+        if (runFirst == kNone || a != runLast) {
+            closeRun();
+            runFirst = a;
+            runLength = 0;
+        }
+        runLast = b;
+        runLastInput = m_edgeIndices[2 * i + 1];
+        ++runLength;
+    }
+    closeRun();
+}
+
 void Triangulator::collectSegments() {
+    closeNearlyClosedChains();
     const std::size_t pairCount = m_edgeIndices.size() / 2;
     const std::size_t vertexCount = m_representative.size();
     std::vector<InputEdge> edges;
