@@ -260,7 +260,8 @@ inline uint32_t takeBytes(const uint8_t*& p, const uint8_t* end, int n)
     return value;
 }
 
-/// Triangulation of arbitrary points and index pairs. Layout: one byte of
+/// Triangulation of arbitrary points and index pairs; a successful fill of a
+/// closed outline must cover exactly the outline's area. Layout: one byte of
 /// options (bit 0 fill rule, bit 1 the zero-length flag, bit 2 raw float
 /// coordinates instead of small grid ones, bit 3 closed chains built from
 /// the points in order instead of explicit index pairs), one byte giving the
@@ -347,6 +348,11 @@ inline int fuzzTriangulate(const uint8_t* data, size_t size)
     if (triangles > covered * (1.0 + 1e-3) + 1e-2) {
         std::fprintf(stderr, "triangles %.9g, covered %.9g\n", triangles, covered);
         fail("triangles cover more than the outline");
+    }
+    // A successful fill also covers all of it: nothing may go missing.
+    if (triangles < covered * (1.0 - 1e-3) - 1e-2) {
+        std::fprintf(stderr, "triangles %.9g, covered %.9g\n", triangles, covered);
+        fail("triangles cover less than the outline");
     }
     return 0;
 }
