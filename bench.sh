@@ -69,6 +69,8 @@ commit=$(git -C "$ROOT" rev-parse --short HEAD 2>/dev/null || echo unknown)
     echo "- Peak memory is the peak resident set of a fresh process that loads one file, less that of a process"
     echo "  that only reads it."
     echo
+    echo "How the figures are made and what the profiles show: bench/NOTES.md."
+    echo
     echo "## Goals and comparisons"
     echo
     cat "$work/compare.md"

@@ -357,22 +357,40 @@ struct Polygon {
 
     void prepare()
     {
+        // Runs of chained pairs are rings. A run that does not come back to
+        // its start is filled as if closed (what TriangulatePoly does), so
+        // the other tools get its end vertex and a closing edge too.
         ringCoords.clear();
         ringStarts.clear();
+        cgalEdges.clear();
         std::size_t vertices = 0;
-        for (std::size_t i = 0; i + 1 < edges.size(); i += 2) {
-            if (i == 0 || edges[i] != edges[i - 1]) ringStarts.push_back(vertices);
-            const Vec2& p = points[edges[i]];
+        auto addVertex = [&](unsigned int index) {
+            const Vec2& p = points[index];
             ringCoords.push_back(double(p.X()));
             ringCoords.push_back(double(p.Y()));
             ringCoords.push_back(0.0);
             ++vertices;
+        };
+        std::size_t runStart = 0;
+        auto closeRun = [&](std::size_t lastPair) {
+            const unsigned int start = edges[runStart], end = edges[lastPair + 1];
+            if (end == start || points[end] == points[start]) return;
+            addVertex(end);
+            cgalEdges.emplace_back(end, start);
+        };
+        for (std::size_t i = 0; i + 1 < edges.size(); i += 2) {
+            if (i == 0 || edges[i] != edges[i - 1]) {
+                if (i > 0) closeRun(i - 2);
+                runStart = i;
+                ringStarts.push_back(vertices);
+            }
+            addVertex(edges[i]);
+            cgalEdges.emplace_back(edges[i], edges[i + 1]);
         }
+        if (edges.size() >= 2) closeRun(edges.size() - 2);
         ringStarts.push_back(vertices);
         cgalPoints.clear();
         for (const Vec2& p : points) cgalPoints.emplace_back(double(p.X()), double(p.Y()));
-        cgalEdges.clear();
-        for (std::size_t i = 0; i + 1 < edges.size(); i += 2) cgalEdges.emplace_back(edges[i], edges[i + 1]);
     }
 };
 
@@ -886,7 +904,18 @@ void CompareIcons(const std::string& corpus)
     std::size_t refused = 0, suspect = 0, gluDiffers = 0, cgalDiffers = 0;
     for (std::size_t i = 0; i < outlines.size(); ++i) {
         if (oursAreas[i] < 0) ++refused;
-        else if (!SameArea(oursAreas[i], cgalAreas[i]) && !SameArea(oursAreas[i], gluAreas[i])) ++suspect;
+        else if (!SameArea(oursAreas[i], cgalAreas[i]) && !SameArea(oursAreas[i], gluAreas[i])) {
+            if (++suspect <= 3 && std::getenv("KXSVG_COMPARE_VERBOSE"))
+                std::printf("  shape %zu: %zu rings, %zu vertices, area libkxSvg %.9g, GLU %.9g, CGAL %.9g\n", i,
+                            outlines[i].ringStarts.size() - 1, outlines[i].vertexCount(), oursAreas[i], gluAreas[i],
+                            cgalAreas[i]);
+            if (suspect <= 3 && std::getenv("KXSVG_COMPARE_DUMP")) {
+                const Polygon& poly = outlines[i];
+                for (std::size_t e = 0; e + 1 < poly.edges.size(); e += 2)
+                    std::printf("    %u %u  (%.9g %.9g)\n", poly.edges[e], poly.edges[e + 1],
+                                double(poly.points[poly.edges[e]].X()), double(poly.points[poly.edges[e]].Y()));
+            }
+        }
         if (gluAreas[i] < 0 || !SameArea(gluAreas[i], cgalAreas[i])) ++gluDiffers;
         if (oursAreas[i] >= 0 && !SameArea(oursAreas[i], cgalAreas[i])) ++cgalDiffers;
     }
