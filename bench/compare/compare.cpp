@@ -345,6 +345,7 @@ std::size_t NumberToken(const char* p, const char* end)
 // ------------------------------------------------------------------ polygons
 
 struct Polygon {
+    std::string source; // the file it comes from, when any
     std::vector<Vec2> points;
     std::vector<unsigned int> edges;
     // The same rings as closed vertex lists, for the tools that take contours.
@@ -448,6 +449,7 @@ std::vector<Polygon> IconOutlines(const std::string& folder, std::size_t* icons)
         for (const auto& primitive : visitor.getSegmentedPrimitives()) {
             if (!primitive || !primitive->properties.hasFill() || primitive->lineIndices.size() < 6) continue;
             Polygon poly;
+            poly.source = file.substr(folder.size() + 1);
             poly.points = primitive->points;
             poly.edges = primitive->lineIndices;
             kx::CleanupContour(poly.points, poly.edges);
@@ -905,10 +907,10 @@ void CompareIcons(const std::string& corpus)
     for (std::size_t i = 0; i < outlines.size(); ++i) {
         if (oursAreas[i] < 0) ++refused;
         else if (!SameArea(oursAreas[i], cgalAreas[i]) && !SameArea(oursAreas[i], gluAreas[i])) {
-            if (++suspect <= 3 && std::getenv("KXSVG_COMPARE_VERBOSE"))
-                std::printf("  shape %zu: %zu rings, %zu vertices, area libkxSvg %.9g, GLU %.9g, CGAL %.9g\n", i,
-                            outlines[i].ringStarts.size() - 1, outlines[i].vertexCount(), oursAreas[i], gluAreas[i],
-                            cgalAreas[i]);
+            if (++suspect && std::getenv("KXSVG_COMPARE_VERBOSE"))
+                std::printf("  shape %zu (%s): %zu rings, %zu vertices, area libkxSvg %.9g, GLU %.9g, CGAL %.9g\n", i,
+                            outlines[i].source.c_str(), outlines[i].ringStarts.size() - 1, outlines[i].vertexCount(),
+                            oursAreas[i], gluAreas[i], cgalAreas[i]);
             if (suspect <= 3 && std::getenv("KXSVG_COMPARE_DUMP")) {
                 const Polygon& poly = outlines[i];
                 for (std::size_t e = 0; e + 1 < poly.edges.size(); e += 2)
