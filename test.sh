@@ -10,3 +10,5 @@ ensure_packages "${KXSVG_BUILD_PACKAGES[@]}"
 cmake -S . -B build -DKXSVG_BUILD_TESTS=ON -DKXSVG_BUILD_BENCH=ON
 cmake --build build -j2
 (cd build && ctest --output-on-failure -j2)
+# The suite once more under ASan+UBSan, and the thread test under TSan.
+./tests/sanitizers.sh
