@@ -965,7 +965,10 @@ int main(int argc, char** argv)
         const std::string arg = argv[i];
         if (arg == "--rounds" && i + 1 < argc) gRounds = std::max(1, std::atoi(argv[++i]));
         else if (arg == "--markdown" && i + 1 < argc) markdown = argv[++i];
-        else if (arg == "--corpus" && i + 1 < argc) corpus = argv[++i];
+        else if (arg == "--corpus" && i + 1 < argc) {
+            corpus = argv[++i];
+            setenv("KXSVG_CORPUS", corpus.c_str(), 1); // the large files are looked up there too
+        }
         else if (arg == "--only" && i + 1 < argc) only = argv[++i];
         else {
             std::fprintf(stderr, "usage: %s [--rounds N] [--markdown FILE] [--corpus DIR] [--only load|numbers|save|flatten|star|icons|triangulate]\n", argv[0]);
@@ -975,7 +978,10 @@ int main(int argc, char** argv)
     xmlInitParser();
     kxLog::setSink([](int, const std::string&, const std::string&) {});
     const std::vector<LargeFile> files = LoadLargeFiles();
-    if (files.empty()) std::printf("no large files found under %s/large: load, numbers and save skipped\n", corpus.c_str());
+    if (files.empty())
+        std::printf("no large files found (corpus \"%s\"; set KXSVG_CORPUS or --corpus): load, numbers and save "
+                    "skipped\n",
+                    corpus.c_str());
     auto wanted = [&](const char* area) { return only.empty() || only == area; };
     if (wanted("load") && !files.empty()) CompareLoad(files);
     if (wanted("numbers") && !files.empty()) CompareNumbers(files);
