@@ -8,6 +8,7 @@
 #include <kx/svg/Items.h>
 #include <kx/svg/PathParser.h>
 #include <kx/svg/Preflight.h>
+#include <kx/svg/Segmentation.h>
 #include <kx/system/kxIoDevice.h>
 
 #include "TestSupport.h"
@@ -498,6 +499,55 @@ TEST(PreflightDocument, PathDataIsRewrittenOnlyWhenTheStrictParserRejectsIt)
     EXPECT_EQ(report.count(PreflightChange::Dropped, "path data after an error"), 1u);
     EXPECT_EQ(report.count(PreflightChange::Dropped, "path whose data cannot be read"), 1u);
     EXPECT_EQ(report.count(PreflightChange::Dropped, "path without data"), 1u);
+}
+
+TEST(PreflightDocument, FilledPathsWhoseSubpathsCrossAreSplitIntoFillableGroups)
+{
+    // Two overlapping squares (the second placed by a relative move-to after a
+    // close), and an outline with a hole crossed by a third square plus a
+    // distant fourth: holes stay with their outline, a square clear of a group
+    // joins it, the crossing one gets a path of its own.
+    PreflightReport report;
+    const std::string out =
+        runPreflight(doc("<path id=\"p\" fill=\"#f00\" transform=\"translate(1 0)\" d=\"M0 0h4v4h-4z m2 2h4v4h-4z\"/>"
+                         "<path d=\"M0 0H8V8H0Z M2 2H4V4H2Z M6 6H10V10H6Z M20 20h1v1h-1z\"/>"
+                         // Not filled, or filled and fine, or crossing inside one
+                         // sub-path (no split helps): left as they are.
+                         "<path fill=\"none\" d=\"M0 0h4v4h-4z M2 2h4v4h-4z\"/>"
+                         "<g fill=\"none\"><path d=\"M0 0h4v4h-4z M2 2h4v4h-4z\"/></g>"
+                         "<path d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>"
+                         "<path d=\"M0 0L4 4V0L0 4Z M2 2h4v4h-4z\"/>"),
+                     report);
+    EXPECT_EQ(out, expected("  <g id=\"p\" fill=\"#f00\" transform=\"translate(1 0)\">\n"
+                            "    <path d=\"M 0 0 h 4 v 4 h -4 Z\"/>\n"
+                            "    <path d=\"M 2 2 h 4 v 4 h -4 Z\"/>\n"
+                            "  </g>\n"
+                            "  <g>\n"
+                            "    <path d=\"M 0 0 H 8 V 8 H 0 Z M 2 2 H 4 V 4 H 2 Z M 20 20 h 1 v 1 h -1 Z\"/>\n"
+                            "    <path d=\"M 6 6 H 10 V 10 H 6 Z\"/>\n"
+                            "  </g>\n"
+                            "  <path fill=\"none\" d=\"M0 0h4v4h-4z M2 2h4v4h-4z\"/>\n"
+                            "  <g fill=\"none\">\n"
+                            "    <path d=\"M0 0h4v4h-4z M2 2h4v4h-4z\"/>\n"
+                            "  </g>\n"
+                            "  <path d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>\n"
+                            "  <path d=\"M0 0L4 4V0L0 4Z M2 2h4v4h-4z\"/>\n"));
+    EXPECT_EQ(report.count(PreflightChange::Approximated, "path with crossing sub-paths as separately filled paths"),
+              2u);
+
+    PreflightOptions keep;
+    keep.splitCrossingSubpaths = false;
+    PreflightReport unchanged;
+    EXPECT_EQ(runPreflight(doc("<path d=\"M0 0h4v4h-4z m2 2h4v4h-4z\"/>"), unchanged, keep),
+              expected("  <path d=\"M0 0h4v4h-4z m2 2h4v4h-4z\"/>\n"));
+    EXPECT_TRUE(unchanged.empty());
+
+    // Without the bow tie, every fill of the result triangulates.
+    const Strict load = loadStrictly(out.substr(0, out.find("  <path d=\"M0 0L4 4")) + "</svg>\n");
+    ASSERT_TRUE(load.ok);
+    SegmenterVisitor visitor(static_cast<const Node&>(*load.root));
+    EXPECT_FALSE(visitor.hasError());
+    EXPECT_EQ(visitor.getSegmentedPrimitives().size(), 7u);
 }
 
 TEST(PreflightDocument, SmoothCubicsAfterRelativeCubicsGetTheirControlPoint)

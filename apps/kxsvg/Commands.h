@@ -59,6 +59,7 @@ struct PreflightArgs {
     std::string output;
     bool dropIds = false;
     bool noApproximation = false;
+    bool keepCrossing = false;
     bool quiet = false;
 };
 int runPreflight(const PreflightArgs& args);

@@ -16,6 +16,7 @@ int runPreflight(const PreflightArgs& args)
     kx::svg::PreflightOptions options;
     options.keepIds = !args.dropIds;
     options.approximatePaint = !args.noApproximation;
+    options.splitCrossingSubpaths = !args.keepCrossing;
     std::string output;
     kx::svg::PreflightReport report;
     const bool ok = kx::svg::PreflightSvg(bytes, options, output, report);

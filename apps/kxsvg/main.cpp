@@ -70,6 +70,8 @@ int main(int argc, char** argv)
     preflightCmd->add_flag("--drop-ids", pre.dropIds, "Leave out every id attribute");
     preflightCmd->add_flag("--no-approximation", pre.noApproximation,
                            "Gradients and patterns become none instead of a plain colour");
+    preflightCmd->add_flag("--keep-crossing", pre.keepCrossing,
+                           "Leave filled paths whose sub-paths cross as they are (their fill fails)");
     preflightCmd->add_flag("-q,--quiet", pre.quiet, "Do not print the report");
 
     try {

@@ -3,6 +3,7 @@
 #include <kx/svg/Preflight.h>
 
 #include "preflight/PreflightPath.h"
+#include "preflight/PreflightSplit.h"
 #include "preflight/PreflightValues.h"
 #include "read/ReadNumbers.h"
 
@@ -227,6 +228,7 @@ struct Context {
     double width = 100.0;        // the viewport percentages refer to
     double height = 100.0;
     bool hidden = false;         // "visibility" hidden or collapse
+    bool filled = true;          // the cascaded "fill" paints something
     std::vector<Attr> textProperties; // font properties given on groups, for the texts inside
 };
 
@@ -259,6 +261,7 @@ private:
     void takeTextProperties(El& e, Context& ctx);
     void filterAttributes(El& e, const Context& ctx, bool root);
     bool convertShape(El& e, const Context& ctx);
+    bool splitCrossingPath(El& e);
     void flattenText(El& e);
     bool length(El& e, const std::string& name, double base, std::string& out);
     bool resolvePaint(const std::string& value, const Context& ctx, std::string& out);
@@ -1190,6 +1193,7 @@ bool Pass::processElement(El& e, Context ctx)
     }
 
     filterAttributes(e, ctx, false);
+    if (const std::string* fill = e.get("fill")) ctx.filled = *fill != "none";
 
     if (e.name == "path") {
         const std::string* d = e.get("d");
@@ -1223,9 +1227,32 @@ bool Pass::processElement(El& e, Context ctx)
                 e.set("d", out);
             }
         }
+        if (m_options.splitCrossingSubpaths && ctx.filled && splitCrossingPath(e)) return true;
     }
 
     if (e.name == "g") processChildren(e, ctx);
+    return true;
+}
+
+// A filled path whose sub-paths cross becomes a group of paths that each fill.
+bool Pass::splitCrossingPath(El& e)
+{
+    std::vector<std::string> parts;
+    if (!SplitCrossingSubpaths(*e.get("d"), parts)) return false;
+    approximated("path with crossing sub-paths as separately filled paths");
+    if (parts.size() == 1) {
+        e.set("d", std::move(parts[0]));
+        return true;
+    }
+    // The group keeps every attribute, so transform, paint and id apply to all parts.
+    e.name = "g";
+    e.remove("d");
+    for (std::string& part : parts) {
+        auto kid = std::make_unique<El>();
+        kid->name = "path";
+        kid->set("d", std::move(part));
+        e.kids.push_back(std::move(kid));
+    }
     return true;
 }
 

@@ -21,6 +21,13 @@ struct KXSVG_API PreflightOptions {
     /// Paint the reader cannot express (gradients, patterns) becomes a plain colour
     /// reported as an approximation (true), or "none" (false).
     bool approximatePaint = true;
+    /// The library fills paths even-odd and cannot fill a path whose outlines
+    /// cross; drawings made of overlapping pieces (filled as a union under SVG's
+    /// default non-zero rule) are common. With this on, a filled path with
+    /// several sub-paths whose fill would fail becomes a group of paths that
+    /// each fill, reported as an approximation. It costs one flattening and
+    /// triangulation of every filled path with several sub-paths.
+    bool splitCrossingSubpaths = true;
     /// How deep references to other elements ("use") may nest before they are dropped.
     int maxReferenceDepth = 16;
     /// Upper bound on the elements copied by inlining references; a reference that
