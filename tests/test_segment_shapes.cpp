@@ -236,6 +236,20 @@ TEST(SegmentPath, LinesSubpathsAndClosing)
     EXPECT_FALSE(failed);
     EXPECT_NEAR(FillArea(*frame), 100.0 - 16.0, 1e-3);
 
+    // Open sub-paths fill as if each were closed back to its own start, also
+    // when one starts where the previous one ended: an arrow (12 x 2 bar plus
+    // a triangle of 16) followed by a 2 x 8 bar from the arrow's tip. The
+    // outline itself stays open.
+    std::shared_ptr<SegmentedPrimitive> arrow =
+        SegmentPathText("M15 16V19H3V21H15V24L19 20M19 20V24H21V16H19", nullptr, nullptr, &failed);
+    EXPECT_FALSE(failed);
+    EXPECT_NEAR(FillArea(*arrow), 24.0 + 16.0 + 16.0, 1e-4);
+    EXPECT_EQ(arrow->lineIndices, Pairs({0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 7, 8, 8, 9, 9, 10, 10, 11}));
+    // One open chain is closed the same way.
+    std::shared_ptr<SegmentedPrimitive> open = SegmentPathText("M 0 0 L 10 0 L 10 10", nullptr, nullptr, &failed);
+    EXPECT_FALSE(failed);
+    EXPECT_NEAR(FillArea(*open), 50.0, 1e-4);
+
     // Nothing at all.
     std::shared_ptr<SegmentedPrimitive> empty = SegmentPathText("");
     ASSERT_TRUE(empty);

@@ -3,6 +3,8 @@
 #include <kx/svg/Triangulate.h>
 #include <kx/system/kxLog.h>
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace kx {
@@ -38,6 +40,49 @@ void transformPoints(std::vector<Wm4::Vector2<float>>& pts, const Wm4::Matrix3<f
     }
 }
 
+// A sub-path is filled as if a straight line closed it back to its start. The
+// chains of an outline are its runs of pairs joined by index (the segmenter
+// starts every sub-path with a point of its own, and clean-up keeps runs
+// joined), so each open run gets its closing pair here. Without this the
+// triangulation would only see coordinates, and a sub-path starting where the
+// previous one ended would be taken for its continuation and closed with it.
+// Ends closer than the clean-up tolerance are left to the triangulation,
+// which closes such chains on their first vertex instead of adding a sliver.
+// Returns false (and leaves `closed` alone) when every chain is closed.
+bool closeOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& indices,
+                     std::vector<unsigned int>& closed) {
+    const std::size_t pairCount = indices.size() / 2;
+    if (pairCount == 0) return false;
+    for (unsigned int index : indices)
+        if (index >= points.size()) return false; // left to the triangulation's own checks
+    float minX = points[indices[0]].X(), maxX = minX, minY = points[indices[0]].Y(), maxY = minY;
+    for (unsigned int index : indices) {
+        minX = std::min(minX, points[index].X());
+        maxX = std::max(maxX, points[index].X());
+        minY = std::min(minY, points[index].Y());
+        maxY = std::max(maxY, points[index].Y());
+    }
+    const float tolX = 1e-3f * (maxX - minX), tolY = 1e-3f * (maxY - minY);
+    bool any = false;
+    std::size_t runStart = 0;
+    for (std::size_t i = 0; i < pairCount; ++i) {
+        if (i + 1 < pairCount && indices[2 * i + 2] == indices[2 * i + 1]) continue;
+        const unsigned int first = indices[2 * runStart], last = indices[2 * i + 1];
+        runStart = i + 1;
+        const float dx = std::fabs(points[last].X() - points[first].X());
+        const float dy = std::fabs(points[last].Y() - points[first].Y());
+        if (first == last || (dx < tolX && dy < tolY) || (dx == 0.0f && dy == 0.0f)) continue;
+        if (!any) {
+            closed.reserve(indices.size() + 16);
+            closed.assign(indices.begin(), indices.end());
+            any = true;
+        }
+        closed.push_back(last);
+        closed.push_back(first);
+    }
+    return any;
+}
+
 } // namespace
 
 SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<float>>&& points,
@@ -50,8 +95,11 @@ SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<floa
     const bool wantFill = (props == nullptr || props->hasFill()) && (lineIndices.size() % 2) == 0;
     if (wantFill) {
         CleanupContour(points, lineIndices);
+        std::vector<unsigned int> closedIndices;
+        const bool reclosed = closeOpenChains(points, lineIndices, closedIndices);
         // The fill is computed in the item's own coordinates; the affine map below keeps it valid.
-        if (!TriangulatePoly(points, lineIndices, primitive.trianglePoints, primitive.triangleIndices,
+        if (!TriangulatePoly(points, reclosed ? closedIndices : lineIndices, primitive.trianglePoints,
+                             primitive.triangleIndices,
                              TriangulationFillRule::EvenOdd, true)) {
             primitive.trianglePoints.clear();
             primitive.triangleIndices.clear();
