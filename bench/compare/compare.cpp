@@ -10,6 +10,7 @@
 // Comparators that may run for very long (GLU on star shapes) run in a forked
 // child with a time limit.
 #include "read/LoadDocument.h"
+#include "segment/SegmentationCommon.h"
 #include "write/SaveDocument.h"
 
 #include <kx/svg/Items.h>
@@ -348,6 +349,9 @@ struct Polygon {
     std::string source; // the file it comes from, when any
     std::vector<Vec2> points;
     std::vector<unsigned int> edges;
+    // The edges with the closing pairs of open chains, when the segmenter would
+    // triangulate those (empty: the edges themselves).
+    std::vector<unsigned int> fillEdges;
     // The same rings as closed vertex lists, for the tools that take contours.
     std::vector<double> ringCoords;       // x, y, 0 per vertex
     std::vector<std::size_t> ringStarts;  // vertex offsets; one more than the ring count
@@ -359,7 +363,7 @@ struct Polygon {
     void prepare()
     {
         // Runs of chained pairs are rings. A run that does not come back to
-        // its start is filled as if closed (what TriangulatePoly does), so
+        // its start is filled as if closed (what the segmenter does), so
         // the other tools get its end vertex and a closing edge too.
         ringCoords.clear();
         ringStarts.clear();
@@ -372,10 +376,28 @@ struct Polygon {
             ringCoords.push_back(0.0);
             ++vertices;
         };
+        // A run of three pairs or more whose end is within a thousandth of the
+        // extent of its start is closed on its start vertex, as TriangulatePoly
+        // closes it (the tolerance of contour clean-up), so all tools fill the
+        // same outline.
+        float minX = 0, maxX = 0, minY = 0, maxY = 0;
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const Vec2& p = points[i];
+            minX = i ? std::min(minX, p.X()) : p.X();
+            maxX = i ? std::max(maxX, p.X()) : p.X();
+            minY = i ? std::min(minY, p.Y()) : p.Y();
+            maxY = i ? std::max(maxY, p.Y()) : p.Y();
+        }
+        const double tolX = 1e-3 * (double(maxX) - minX), tolY = 1e-3 * (double(maxY) - minY);
         std::size_t runStart = 0;
         auto closeRun = [&](std::size_t lastPair) {
             const unsigned int start = edges[runStart], end = edges[lastPair + 1];
             if (end == start || points[end] == points[start]) return;
+            if (lastPair - runStart >= 4 && std::fabs(double(points[end].X()) - points[start].X()) < tolX &&
+                std::fabs(double(points[end].Y()) - points[start].Y()) < tolY) {
+                cgalEdges.back().second = start;
+                return;
+            }
             addVertex(end);
             cgalEdges.emplace_back(end, start);
         };
@@ -454,6 +476,7 @@ std::vector<Polygon> IconOutlines(const std::string& folder, std::size_t* icons)
             poly.edges = primitive->lineIndices;
             kx::CleanupContour(poly.points, poly.edges);
             if (poly.edges.size() < 6) continue;
+            if (!kx::svg::impl::CloseOpenChains(poly.points, poly.edges, poly.fillEdges)) poly.fillEdges.clear();
             poly.prepare();
             polygons.push_back(std::move(poly));
             any = true;
@@ -471,7 +494,7 @@ double TriangleArea(const double* a, const double* b, const double* c)
 // Our triangulation; returns the filled area, or -1 when refused.
 double OurTriangulate(const Polygon& poly, std::vector<Vec2>& outPoints, std::vector<unsigned int>& outIndices)
 {
-    if (!kx::TriangulatePoly(poly.points, poly.edges, outPoints, outIndices, kx::TriangulationFillRule::EvenOdd, true))
+    if (!kx::TriangulatePoly(poly.points, poly.fillEdges.empty() ? poly.edges : poly.fillEdges, outPoints, outIndices, kx::TriangulationFillRule::EvenOdd, true))
         return -1.0;
     double area = 0.0;
     for (std::size_t i = 0; i + 2 < outIndices.size(); i += 3) {

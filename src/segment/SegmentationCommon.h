@@ -51,6 +51,14 @@ inline void AppendChainIndices(std::vector<unsigned int>& lineIndices, uint64_t 
     }
 }
 
+/// The pairs of `indices` followed by a closing pair (end, start) for every
+/// open chain (a run of pairs joined by index) whose ends are farther apart
+/// than a thousandth of the outline's extent, into `closed`: what the fill of
+/// an outline with open sub-paths is triangulated from. Returns false, and
+/// leaves `closed` alone, when no chain needs one.
+bool CloseOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& indices,
+                     std::vector<unsigned int>& closed);
+
 } // namespace impl
 } // namespace svg
 } // namespace kx

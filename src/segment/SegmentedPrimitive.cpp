@@ -1,5 +1,6 @@
 // SegmentedPrimitive.cpp - outline plus fill triangulation for one item.
 #include <kx/svg/SegmentedPrimitive.h>
+#include "segment/SegmentationCommon.h"
 #include <kx/svg/Triangulate.h>
 #include <kx/system/kxLog.h>
 
@@ -40,6 +41,10 @@ void transformPoints(std::vector<Wm4::Vector2<float>>& pts, const Wm4::Matrix3<f
     }
 }
 
+} // namespace
+
+namespace impl {
+
 // A sub-path is filled as if a straight line closed it back to its start. The
 // chains of an outline are its runs of pairs joined by index (the segmenter
 // starts every sub-path with a point of its own, and clean-up keeps runs
@@ -49,7 +54,7 @@ void transformPoints(std::vector<Wm4::Vector2<float>>& pts, const Wm4::Matrix3<f
 // Ends closer than the clean-up tolerance are left to the triangulation,
 // which closes such chains on their first vertex instead of adding a sliver.
 // Returns false (and leaves `closed` alone) when every chain is closed.
-bool closeOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& indices,
+bool CloseOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& indices,
                      std::vector<unsigned int>& closed) {
     const std::size_t pairCount = indices.size() / 2;
     if (pairCount == 0) return false;
@@ -83,7 +88,7 @@ bool closeOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::
     return any;
 }
 
-} // namespace
+} // namespace impl
 
 SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<float>>&& points,
                                                    std::vector<unsigned int>&& lineIndices,
@@ -96,7 +101,7 @@ SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<floa
     if (wantFill) {
         CleanupContour(points, lineIndices);
         std::vector<unsigned int> closedIndices;
-        const bool reclosed = closeOpenChains(points, lineIndices, closedIndices);
+        const bool reclosed = impl::CloseOpenChains(points, lineIndices, closedIndices);
         // The fill is computed in the item's own coordinates; the affine map below keeps it valid.
         if (!TriangulatePoly(points, reclosed ? closedIndices : lineIndices, primitive.trianglePoints,
                              primitive.triangleIndices,
