@@ -542,6 +542,20 @@ TEST(PreflightDocument, FilledPathsWhoseSubpathsCrossAreSplitIntoFillableGroups)
               expected("  <path d=\"M0 0h4v4h-4z m2 2h4v4h-4z\"/>\n"));
     EXPECT_TRUE(unchanged.empty());
 
+    // Many large sub-paths that all cross each other: the search gives up
+    // within its budget and the path stays as it is.
+    std::string crowd;
+    for (int k = 0; k < 120; ++k)
+        for (int i = 0; i < 400; ++i) {
+            const double a = 2 * 3.141592653589793 * i / 400;
+            crowd += (i ? " L " : (k ? " M " : "M ")) + std::to_string(5 + 0.01 * k + 4 * std::cos(a)) + " " +
+                     std::to_string(5 + 4 * std::sin(a));
+        }
+    PreflightReport crowded;
+    EXPECT_EQ(runPreflight(doc("<path d=\"" + crowd + "\"/>"), crowded),
+              expected("  <path d=\"" + crowd + "\"/>\n"));
+    EXPECT_TRUE(crowded.empty()) << crowded.toText();
+
     // Without the bow tie, every fill of the result triangulates.
     const Strict load = loadStrictly(out.substr(0, out.find("  <path d=\"M0 0L4 4")) + "</svg>\n");
     ASSERT_TRUE(load.ok);

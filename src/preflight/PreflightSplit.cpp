@@ -24,6 +24,10 @@ using Type = Path::CommandType;
 
 constexpr std::size_t kMaxSubpaths = 256;
 constexpr std::size_t kMaxPoints = 100000;
+// Outline points flattened over all the fill tests of one path. A path whose
+// many large sub-paths all cross each other would otherwise cost a number of
+// tests that grows with the square of its sub-paths.
+constexpr std::size_t kMaxWork = 1000000;
 // The flattening the segmenter applies to paths, so that the test below sees
 // the outline the library will fill.
 constexpr unsigned int kMaxJobs = 32;
@@ -123,19 +127,26 @@ public:
         return true;
     }
 
+    // False also once the work budget is spent (see exhausted()).
     bool fills(const std::vector<const std::vector<Command>*>& parts)
     {
+        if (m_work > kMaxWork) return false;
         std::vector<Vec2> points;
         std::vector<unsigned int> indices;
         if (!outline(parts, points, indices)) return true;
+        m_work += points.size();
+        if (m_work > kMaxWork) return false;
         CleanupContour(points, indices);
         std::vector<Vec2> trianglePoints;
         std::vector<unsigned int> triangles;
         return TriangulatePoly(points, indices, trianglePoints, triangles, TriangulationFillRule::EvenOdd, true);
     }
 
+    bool exhausted() const { return m_work > kMaxWork; }
+
 private:
     SegmentationUtils::BezierSegmentationWorkspace m_workspace;
+    std::size_t m_work = 0;
 };
 
 const char kLetters[] = "MmLlAaHhVvCcSsZ";
@@ -210,6 +221,7 @@ bool SplitCrossingSubpaths(const std::string& d, std::vector<std::string>& parts
             groups.push_back(Group{{&subpath}, box});
         }
     }
+    if (tester.exhausted()) return false;
     for (const Group& g : groups) parts.push_back(writeCommands(g.members));
     return !parts.empty();
 }

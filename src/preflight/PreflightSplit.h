@@ -20,7 +20,8 @@ namespace preflight {
 /// move-to gets its absolute start point; every other number keeps its value.
 /// Returns false, `parts` empty, when the whole path fills, when one sub-path
 /// cannot fill even alone, or when the path is too large to search
-/// (more than 256 sub-paths or 100,000 outline points).
+/// (more than 256 sub-paths or 100,000 outline points, or more than
+/// 1,000,000 outline points flattened over all the tests).
 bool SplitCrossingSubpaths(const std::string& d, std::vector<std::string>& parts);
 
 } // namespace preflight
