@@ -2,12 +2,12 @@
 #include "preflight/PreflightSplit.h"
 
 #include "preflight/PreflightPath.h"
+#include "segment/SegmentationCommon.h"
 
 #include <kx/svg/Items.h>
 #include <kx/svg/PathParser.h>
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Segmentation.h>
-#include <kx/svg/Triangulate.h>
 
 #include <algorithm>
 #include <exception>
@@ -108,44 +108,51 @@ struct Box {
     }
 };
 
+// Flattens sub-paths and tries their fill exactly as the segmenter does,
+// within a budget of flattened points.
 class FillTester {
 public:
-    // Flattens the sub-paths as the segmenter does; false when nothing is drawn.
+    // False when nothing is drawn.
     bool outline(const std::vector<const std::vector<Command>*>& parts, std::vector<Vec2>& points,
                  std::vector<unsigned int>& indices)
     {
         Path path;
         for (const auto* part : parts)
             path.editCommands().insert(path.editCommands().end(), part->begin(), part->end());
-        // Without a fill the segmentation only flattens; the fill is tried below.
+        // Without a fill the segmentation only flattens; fills() tries the fill.
         RenderingProperties noFill;
         noFill.fill = "none";
         const auto primitive = SegmentPath(path, kMaxJobs, kTolerance, nullptr, &noFill, &m_workspace, nullptr);
         if (!primitive || primitive->points.empty()) return false;
+        m_work += primitive->points.size();
         points = std::move(primitive->points);
         indices = std::move(primitive->lineIndices);
         return true;
     }
 
-    // False also once the work budget is spent (see exhausted()).
+    // Whether an outline fills; false also once the budget is spent.
+    bool fills(std::vector<Vec2>& points, std::vector<unsigned int>& indices)
+    {
+        if (exhausted()) return false;
+        m_trianglePoints.clear();
+        m_triangles.clear();
+        return impl::TriangulateOutlineFill(points, indices, m_trianglePoints, m_triangles);
+    }
+
     bool fills(const std::vector<const std::vector<Command>*>& parts)
     {
-        if (m_work > kMaxWork) return false;
+        if (exhausted()) return false;
         std::vector<Vec2> points;
         std::vector<unsigned int> indices;
-        if (!outline(parts, points, indices)) return true;
-        m_work += points.size();
-        if (m_work > kMaxWork) return false;
-        CleanupContour(points, indices);
-        std::vector<Vec2> trianglePoints;
-        std::vector<unsigned int> triangles;
-        return TriangulatePoly(points, indices, trianglePoints, triangles, TriangulationFillRule::EvenOdd, true);
+        return !outline(parts, points, indices) || fills(points, indices);
     }
 
     bool exhausted() const { return m_work > kMaxWork; }
 
 private:
     SegmentationUtils::BezierSegmentationWorkspace m_workspace;
+    std::vector<Vec2> m_trianglePoints;
+    std::vector<unsigned int> m_triangles;
     std::size_t m_work = 0;
 };
 
@@ -190,17 +197,18 @@ bool SplitCrossingSubpaths(const std::string& d, std::vector<std::string>& parts
     for (const auto& s : subpaths) all.push_back(&s);
     std::vector<Vec2> points;
     std::vector<unsigned int> indices;
-    if (!tester.outline(all, points, indices) || points.size() > kMaxPoints || tester.fills(all)) return false;
+    if (!tester.outline(all, points, indices) || points.size() > kMaxPoints || tester.fills(points, indices))
+        return false;
 
     std::vector<Group> groups;
     for (const auto& subpath : subpaths) {
         const std::vector<const std::vector<Command>*> alone{&subpath};
         if (!tester.outline(alone, points, indices)) continue; // draws nothing
-        if (!tester.fills(alone)) return false;
         Box box;
         box.min[0] = box.max[0] = points[0].X();
         box.min[1] = box.max[1] = points[0].Y();
         for (const Vec2& p : points) box.merge(Box{{p.X(), p.Y()}, {p.X(), p.Y()}});
+        if (!tester.fills(points, indices)) return false;
 
         // A group the sub-path overlaps first (it may be a hole there), then
         // any group it stays clear of, else a group of its own.

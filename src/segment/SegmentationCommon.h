@@ -59,6 +59,14 @@ inline void AppendChainIndices(std::vector<unsigned int>& lineIndices, uint64_t 
 bool CloseOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& indices,
                      std::vector<unsigned int>& closed);
 
+/// The even-odd fill of an outline in item coordinates, as every segmented
+/// shape gets it: the contour is cleaned (`lineIndices` changes in place),
+/// open chains get their closing pairs, and the result is triangulated.
+/// False, with empty outputs, when the fill cannot be triangulated. Logs nothing.
+bool TriangulateOutlineFill(std::vector<Wm4::Vector2<float>>& points, std::vector<unsigned int>& lineIndices,
+                            std::vector<Wm4::Vector2<float>>& trianglePoints,
+                            std::vector<unsigned int>& triangleIndices);
+
 } // namespace impl
 } // namespace svg
 } // namespace kx

@@ -88,6 +88,16 @@ bool CloseOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::
     return any;
 }
 
+bool TriangulateOutlineFill(std::vector<Wm4::Vector2<float>>& points, std::vector<unsigned int>& lineIndices,
+                            std::vector<Wm4::Vector2<float>>& trianglePoints,
+                            std::vector<unsigned int>& triangleIndices) {
+    CleanupContour(points, lineIndices);
+    std::vector<unsigned int> closedIndices;
+    const bool reclosed = CloseOpenChains(points, lineIndices, closedIndices);
+    return TriangulatePoly(points, reclosed ? closedIndices : lineIndices, trianglePoints, triangleIndices,
+                           TriangulationFillRule::EvenOdd, true);
+}
+
 } // namespace impl
 
 SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<float>>&& points,
@@ -99,13 +109,9 @@ SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<floa
 
     const bool wantFill = (props == nullptr || props->hasFill()) && (lineIndices.size() % 2) == 0;
     if (wantFill) {
-        CleanupContour(points, lineIndices);
-        std::vector<unsigned int> closedIndices;
-        const bool reclosed = impl::CloseOpenChains(points, lineIndices, closedIndices);
         // The fill is computed in the item's own coordinates; the affine map below keeps it valid.
-        if (!TriangulatePoly(points, reclosed ? closedIndices : lineIndices, primitive.trianglePoints,
-                             primitive.triangleIndices,
-                             TriangulationFillRule::EvenOdd, true)) {
+        if (!impl::TriangulateOutlineFill(points, lineIndices, primitive.trianglePoints,
+                                          primitive.triangleIndices)) {
             primitive.trianglePoints.clear();
             primitive.triangleIndices.clear();
             if (fillFailed) *fillFailed = true;
