@@ -16,7 +16,8 @@ SegmentedPrimitive::SegmentedPrimitive(SegmentedPrimitive&& other) noexcept
       lineIndices(std::move(other.lineIndices)),
       trianglePoints(std::move(other.trianglePoints)),
       triangleIndices(std::move(other.triangleIndices)),
-      properties(std::move(other.properties)) {}
+      properties(std::move(other.properties)),
+      fillFailed(other.fillFailed) {}
 
 SegmentedPrimitive& SegmentedPrimitive::operator=(SegmentedPrimitive&& other) noexcept {
     if (this != &other) {
@@ -26,6 +27,7 @@ SegmentedPrimitive& SegmentedPrimitive::operator=(SegmentedPrimitive&& other) no
         triangleIndices = std::move(other.triangleIndices);
         // Optional members follow the source exactly: an absent field empties the target's.
         properties = std::move(other.properties);
+        fillFailed = other.fillFailed;
     }
     return *this;
 }
@@ -114,6 +116,7 @@ SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<floa
                                           primitive.triangleIndices)) {
             primitive.trianglePoints.clear();
             primitive.triangleIndices.clear();
+            primitive.fillFailed = true;
             if (fillFailed) *fillFailed = true;
             kxLog::write(2, "svg", "Shape cannot be rendered. Only its contour will be visible.");
         }

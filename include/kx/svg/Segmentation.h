@@ -6,6 +6,7 @@
 #include <kx/svg/Export.h>
 #include <kx/svg/Items.h>
 #include <kx/svg/RenderingProperties.h>
+#include <kx/svg/SegmentationOptions.h>
 #include <kx/svg/SegmentedPrimitive.h>
 
 #include <Wm4/Wm4BezierCurve2.h>
@@ -234,7 +235,10 @@ public:
     using Callback = std::function<bool(const ItemInterface&, const Wm4::Matrix3<float>&, const RenderingProperties&)>;
     using Primitives = std::list<std::shared_ptr<SegmentedPrimitive>>;
 
+    /// Flattens `root` with the default options.
     explicit SegmenterVisitor(const Node& root);
+    /// Flattens `root` with `options` (see `SegmentationOptions`).
+    SegmenterVisitor(const Node& root, const SegmentationOptions& options);
     ~SegmenterVisitor() override;
 
     SegmenterVisitor(const SegmenterVisitor&) = delete;

@@ -21,6 +21,9 @@ struct KXSVG_API SegmentedPrimitive {
     std::vector<Wm4::Vector2<float>> trianglePoints; ///< fill triangle vertices
     std::vector<unsigned int> triangleIndices;      ///< index triples into `trianglePoints`
     RenderingProperties properties;                 ///< the item's cascaded presentation attributes
+    /// True when the item should be filled but its fill could not be built
+    /// (the outline is still there, the triangles are empty).
+    bool fillFailed = false;
 
     SegmentedPrimitive() = default;
     SegmentedPrimitive(SegmentedPrimitive&& other) noexcept;

@@ -13,9 +13,9 @@
 #include <kx/svg/PathParser.h>
 #include <kx/svg/PathPrimitives.h>
 #include <kx/svg/Preflight.h>
-#include <kx/svg/Preflight.h>
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Segmentation.h>
+#include <kx/svg/SegmentationOptions.h>
 #include <kx/svg/SegmentedPrimitive.h>
 #include <kx/svg/TextSpace.h>
 #include <kx/svg/Triangulate.h>

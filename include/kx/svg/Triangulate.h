@@ -6,6 +6,7 @@
 
 #include <Wm4/Wm4Vector2.h>
 
+#include <string>
 #include <vector>
 
 namespace kx {
@@ -41,6 +42,57 @@ KXSVG_API bool TriangulatePoly(const std::vector<Wm4::Vector2<float>>& points,
                                const std::vector<unsigned int>& edgeIndices,
                                std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices,
                                TriangulationFillRule rule, bool flag);
+
+/// How `TriangulateFill` and `ComputeFillBoundary` read their outline.
+struct FillOptions {
+    /// Which winding numbers are inside.
+    TriangulationFillRule rule = TriangulationFillRule::EvenOdd;
+    /// Split segments where they cross or overlap, so that any outline fills
+    /// (intersection points are decided exactly and rounded to float). Off,
+    /// proper crossings make the call fail as they do in `TriangulatePoly`.
+    bool resolveCrossings = true;
+    /// Skip segments whose two ends are the same vertex (the `flag` of
+    /// `TriangulatePoly`); off, such a segment makes the call fail.
+    bool skipZeroLengthSegments = true;
+};
+
+/// Triangulates the area enclosed by closed chains of segments, like
+/// `TriangulatePoly` (same input conventions, same outputs), but also when
+/// the chains cross themselves or each other, touch, or run along each other.
+///
+/// Input that `TriangulatePoly` fills gives exactly its result. Otherwise,
+/// with `options.resolveCrossings`, every crossing and overlap is found with
+/// exact orientation tests, the segments are split at the crossing points
+/// (rounded to the nearest float, then checked again until no two pieces
+/// cross), and the pieces are filled by the rule. The crossing points that
+/// the triangles use are appended to `outPoints` after the input vertices in
+/// order of first use, like them.
+///
+/// Returns false, with both outputs empty and `reason` (may be null) set to
+/// an English sentence, when the input cannot be filled: an odd index count,
+/// an index out of range, a coordinate that is NaN or infinite, or more
+/// crossings than the work bound allows. The work grows as (n + k) log n for
+/// n segments and k crossings. Never throws.
+KXSVG_API bool TriangulateFill(const std::vector<Wm4::Vector2<float>>& points,
+                               const std::vector<unsigned int>& edgeIndices,
+                               std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices,
+                               const FillOptions& options = FillOptions(), std::string* reason = nullptr);
+
+/// One closed ring of a fill boundary: its vertices in order, the closing
+/// segment from the last back to the first implied.
+using FillRing = std::vector<Wm4::Vector2<float>>;
+
+/// The boundary of the region that `TriangulateFill` fills for the same
+/// input, as simple rings that neither cross nor overlap each other: outer
+/// rings counter-clockwise, holes clockwise (in a y-up frame), so that the
+/// region is the same under either fill rule. Rings may touch at vertices.
+/// Straight runs keep their intermediate vertices. Input that encloses no
+/// area gives no ring.
+///
+/// Fails like `TriangulateFill`, with `rings` empty. Never throws.
+KXSVG_API bool ComputeFillBoundary(const std::vector<Wm4::Vector2<float>>& points,
+                                   const std::vector<unsigned int>& edgeIndices, std::vector<FillRing>& rings,
+                                   const FillOptions& options = FillOptions(), std::string* reason = nullptr);
 
 /// Cleans a contour before triangulation: merges segments shorter than a
 /// thousandth of the bounding box, removes straight-through vertices and
