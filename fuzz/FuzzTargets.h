@@ -133,7 +133,11 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
         kx::svg::ComputeEstimatedBoundingBox(*result, box, nullptr, nullptr);
 
         if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
-            kx::svg::SegmenterVisitor segmenter(*node);
+            // The strict pass flattens with the defaults, the lenient one as
+            // real drawings are flattened (crossings resolved, going on past failures).
+            const kx::svg::SegmentationOptions segmentation =
+                lenient ? kx::svg::SegmentationOptions::realSvg() : kx::svg::SegmentationOptions();
+            kx::svg::SegmenterVisitor segmenter(*node, segmentation);
             for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
                 if (!primitive) continue;
                 for (unsigned int index : primitive->lineIndices)

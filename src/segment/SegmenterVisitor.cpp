@@ -2,20 +2,14 @@
 // and cascaded presentation attributes.
 #include <kx/svg/Segmentation.h>
 
+#include "segment/SegmentationCommon.h"
+
 #include <vector>
 
 namespace kx {
 namespace svg {
 
 namespace {
-
-// Circles are cut into a fixed number of pieces; the tolerance is ignored.
-constexpr unsigned int kCirclePoints = 32;
-constexpr float kCircleTolerance = 0.1f;
-// At most this many leaves per cubic and pieces per arc.
-constexpr unsigned int kPathMaxJobs = 32;
-// A one-sided piece is split while chord / polygon < 0.999.
-constexpr float kPathTolerance = -0.999f;
 
 // True when the record has a field that children inherit (everything except
 // vector-effect). A group without one passes its parent's record on as is.
@@ -33,8 +27,11 @@ const T* As(const ItemInterface& item)
 
 } // namespace
 
-SegmenterVisitor::SegmenterVisitor(const Node& root)
-    : m_callback([this](const ItemInterface& item, const Wm4::Matrix3<float>& transform,
+SegmenterVisitor::SegmenterVisitor(const Node& root) : SegmenterVisitor(root, SegmentationOptions()) {}
+
+SegmenterVisitor::SegmenterVisitor(const Node& root, const SegmentationOptions& options)
+    : m_options(options),
+      m_callback([this](const ItemInterface& item, const Wm4::Matrix3<float>& transform,
                         const RenderingProperties& props) { return segmentObject(item, transform, props); }),
       m_transforms{Wm4::Matrix3<float>::IDENTITY}
 {
@@ -77,17 +74,19 @@ SegmenterVisitor::SegmenterVisitor(const Node& root)
                 levels.push_back(level);
                 return true;
             }
-            // After the first failure nothing more is segmented, but the walk
-            // still runs to its end.
-            if (m_error) return false;
+            // When asked to stop at the first failure, nothing more is
+            // segmented after it, but the walk still runs to its end.
+            if (m_error && m_options.stopAtFirstFailedFill) return false;
             RenderingProperties itemProps = item.getRenderingProperties();
             itemProps.cascadeParent(properties.back());
+            bool filled = true;
             if (ownTransform) {
                 const Wm4::Matrix3<float> composed = m_transforms.back() * *ownTransform;
-                m_error = !m_callback(item, composed, itemProps);
+                filled = m_callback(item, composed, itemProps);
             } else {
-                m_error = !m_callback(item, m_transforms.back(), itemProps);
+                filled = m_callback(item, m_transforms.back(), itemProps);
             }
+            if (!filled) m_error = true;
             return false;
         },
         [&](const Node&) {
@@ -110,16 +109,16 @@ bool SegmenterVisitor::segmentObject(const ItemInterface& item, const Wm4::Matri
         if (const Line* line = As<Line>(item)) primitive = SegmentLine(*line, &transform, &props);
         break;
     case ItemType::Rect:
-        if (const Rect* rect = As<Rect>(item)) primitive = SegmentRect(*rect, &transform, &props, &fillFailed);
+        if (const Rect* rect = As<Rect>(item))
+            primitive = impl::SegmentRect(*rect, &transform, &props, m_options, &fillFailed);
         break;
     case ItemType::Circle:
         if (const Circle* circle = As<Circle>(item))
-            primitive = SegmentCircle(*circle, kCirclePoints, kCircleTolerance, &transform, &props, &fillFailed);
+            primitive = impl::SegmentCircle(*circle, &transform, &props, m_options, &fillFailed);
         break;
     case ItemType::Path:
         if (const Path* path = As<Path>(item))
-            primitive =
-                SegmentPath(*path, kPathMaxJobs, kPathTolerance, &transform, &props, &m_workspace, &fillFailed);
+            primitive = impl::SegmentPath(*path, &transform, &props, &m_workspace, m_options, &fillFailed);
         break;
     default:
         break;
@@ -129,6 +128,7 @@ bool SegmenterVisitor::segmentObject(const ItemInterface& item, const Wm4::Matri
     primitive->properties = props;
     m_primitives.push_back(primitive);
     if (!fillFailed) return true;
+    ++m_failedFills;
     // An outline that cannot be filled is at least drawn: in the fill's paint
     // when the item has no stroke of its own.
     if (!primitive->properties.hasStroke()) primitive->properties.stroke = primitive->properties.fill;

@@ -3,7 +3,10 @@
 
 #include <kx/system/kxLog.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -59,6 +62,21 @@ std::vector<std::string> LogCapture::messages() const
     std::vector<std::string> out;
     for (const Entry& e : m_entries) out.push_back(e.message);
     return out;
+}
+
+double FillArea(const kx::svg::SegmentedPrimitive& p)
+{
+    double area = 0;
+    EXPECT_EQ(p.triangleIndices.size() % 3, 0u);
+    for (std::size_t i = 0; i + 2 < p.triangleIndices.size(); i += 3) {
+        const unsigned int a = p.triangleIndices[i], b = p.triangleIndices[i + 1], c = p.triangleIndices[i + 2];
+        EXPECT_LT(std::max({a, b, c}), p.trianglePoints.size());
+        if (std::max({a, b, c}) >= p.trianglePoints.size()) return -1;
+        const auto &pa = p.trianglePoints[a], &pb = p.trianglePoints[b], &pc = p.trianglePoints[c];
+        area += 0.5 * std::fabs((double(pb.X()) - pa.X()) * (double(pc.Y()) - pa.Y()) -
+                                (double(pb.Y()) - pa.Y()) * (double(pc.X()) - pa.X()));
+    }
+    return area;
 }
 
 } // namespace kxtest

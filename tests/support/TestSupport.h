@@ -2,6 +2,8 @@
 #ifndef KX_TEST_SUPPORT_H
 #define KX_TEST_SUPPORT_H
 
+#include <kx/svg/SegmentedPrimitive.h>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -17,6 +19,10 @@ std::vector<std::string> listSvgFiles(const std::string& dir);
 
 /// Reads a whole file; returns false when it cannot be read.
 bool readFile(const std::string& path, std::string& content);
+
+/// Sum of the (unsigned) areas of a primitive's fill triangles, in double
+/// precision; -1 (and a test failure) when an index is out of range.
+double FillArea(const kx::svg::SegmentedPrimitive& primitive);
 
 /// Captures log entries while alive and restores the default sink afterwards.
 class LogCapture {
