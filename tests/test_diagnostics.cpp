@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -25,24 +26,20 @@ using namespace kx::svg;
 
 namespace {
 
-// Points file descriptor 2 at a pipe until `release`, which returns whatever
-// was written there. The write end does not block: a flood of output is cut
-// at the pipe's capacity instead of hanging the test.
+// Points file descriptor 2 at a pipe until `release`, which returns what was
+// written there. The write end does not block: a flood is cut at the pipe's
+// capacity instead of hanging the test.
 class StandardErrorPipe {
 public:
     StandardErrorPipe()
     {
         std::fflush(stderr);
-        if (::pipe(m_pipe) != 0) return;
-        ::fcntl(m_pipe[1], F_SETFL, O_NONBLOCK);
-        ::fcntl(m_pipe[0], F_SETFL, O_NONBLOCK);
+        if (::pipe2(m_pipe, O_NONBLOCK) != 0) return;
         m_saved = ::dup(2);
         ::dup2(m_pipe[1], 2);
     }
     ~StandardErrorPipe() { release(); }
-
     bool isActive() const { return m_saved >= 0; }
-
     std::string release()
     {
         std::string text;
@@ -50,11 +47,10 @@ public:
         std::fflush(stderr);
         ::dup2(m_saved, 2);
         ::close(m_saved);
-        m_saved = -1;
         ::close(m_pipe[1]);
+        m_saved = -1;
         char buffer[4096];
-        ssize_t got;
-        while ((got = ::read(m_pipe[0], buffer, sizeof buffer)) > 0) text.append(buffer, static_cast<size_t>(got));
+        for (ssize_t got; (got = ::read(m_pipe[0], buffer, sizeof buffer)) > 0;) text.append(buffer, size_t(got));
         ::close(m_pipe[0]);
         return text;
     }
@@ -88,7 +84,7 @@ std::vector<Case> BadDocuments()
         {"bytes not valid UTF-8", kOpen + "<text>\xff\xfe</text></svg>"},
         {"truncated multi-byte sequence at the end", shiftJis + kOpen + "<text>\x82"},
         {"truncated UTF-8 sequence at the end", kOpen + "<text>\xe2\x82"},
-        {"UTF-16 with an odd byte count", std::string("\xff\xfe<\0s\0v\0g\0/\0>", 12) + "\x00"},
+        {"UTF-16 cut inside a character", std::string("\xff\xfe<\0s\0v\0g\0A", 11)},
         {"unknown encoding declared", "<?xml version=\"1.0\" encoding=\"x-no-such-encoding\"?>" + kOpen + "</svg>"},
         {"undefined entity", kOpen + "<text>&nope;</text></svg>"},
         {"entity loop", "<!DOCTYPE svg [<!ENTITY a \"&b;\"><!ENTITY b \"&a;\">]>" + kOpen + "<text>&a;</text></svg>"},
@@ -124,40 +120,22 @@ TEST(Diagnostics, NothingReachesStandardErrorAndHostHandlersStay)
             EXPECT_FALSE(PreflightSvg(c.text, PreflightOptions(), output, report));
             EXPECT_EQ(report.total(PreflightChange::Failed), 1u);
         }
+        // What libxml2 raised outside its parser is logged, not printed.
+        const std::vector<std::string> logged = log.messages();
+        EXPECT_NE(std::find(logged.begin(), logged.end(),
+                            "input conversion failed due to input error, bytes 0xFF 0xFE 0xFF 0xFE"),
+                  logged.end());
         {
-            // A device that cannot be read.
-            kxIoDeviceNullWriteOnly device;
+            // Devices that cannot be read or written.
+            kxIoDeviceNullWriteOnly unreadable;
             ItemInterfacePointer<ItemInterface> root;
             std::list<std::string> messages;
-            EXPECT_FALSE(kxSvgIOManager::get()->loadSvg(root, device, "svg", nullptr, nullptr, &messages));
+            EXPECT_FALSE(kxSvgIOManager::get()->loadSvg(root, unreadable, "svg", nullptr, nullptr, &messages));
             EXPECT_EQ(messages, std::list<std::string>{"readBytes is not supported"});
-        }
-        {
-            // Saves: text that is not UTF-8, an author that is not UTF-8, and
-            // a device that refuses the bytes.
-            Document badText;
-            badText.addChild(std::make_shared<Text>(Wm4::Vector2<float>(0, 0), "\xff\xfe"), true);
-            SaveOptions options;
-            options.writeFlag = false;
-            std::string out;
-            kxIoDeviceByteContainerWriteOnly device(out);
+            kxIoDeviceByteContainerReadOnly unwritable("", 0);
             log.clear();
-            EXPECT_FALSE(kxSvgIOManager::get()->saveSvg(badText, device, "svg", nullptr, &options, nullptr));
-            EXPECT_EQ(log.messages(), std::vector<std::string>{"Text content was not utf8"});
-
-            Document empty;
-            options.author = "\xff\xfe";
-            log.clear();
-            std::string authored;
-            kxIoDeviceByteContainerWriteOnly authoredDevice(authored);
-            kxSvgIOManager::get()->saveSvg(empty, authoredDevice, "svg", nullptr, &options, nullptr);
-            EXPECT_TRUE(log.messages().empty()) << log.messages().front();
-
-            options.author.clear();
-            kxIoDeviceByteContainerReadOnly refusing("", 0);
-            log.clear();
-            EXPECT_FALSE(kxSvgIOManager::get()->saveSvg(empty, refusing, "svg", nullptr, &options, nullptr));
-            EXPECT_FALSE(log.messages().empty());
+            EXPECT_FALSE(kxSvgIOManager::get()->saveSvg(Document(), unwritable, "svg", nullptr, nullptr, nullptr));
+            EXPECT_EQ(log.messages(), std::vector<std::string>{"Writing the output failed: Write is not supported"});
         }
 
         EXPECT_EQ(pipe.release(), "");

@@ -4,6 +4,7 @@
 
 #include <kx/system/kxCancel.h>
 #include <kx/system/kxIoDevice.h>
+#include <kx/system/kxLog.h>
 #include <kx/xml/XmlDiagnosticScope.h>
 
 #include <libxml/SAX2.h>
@@ -70,25 +71,19 @@ void stop(ParseSession& session, void* context)
         xmlStopParser(session.documentContext);
 }
 
-// Runs a handler call; false when the parse must stop. An exception (for
-// example an allocation failure) must not unwind through libxml2's C frames,
-// so it is kept and rethrown once the parser is released.
-template <class Call>
-bool runHandler(ParseSession& session, Call&& call)
-{
-    try {
-        return call();
-    } catch (...) {
-        session.pendingException = std::current_exception();
-        return false;
-    }
-}
-
+// Runs a handler call; an exception (for example an allocation failure)
+// must not unwind through libxml2's C frames, so it is kept and rethrown
+// once the parser is released.
 template <class Call>
 void guarded(ParseSession& session, void* context, Call&& call)
 {
-    if (!runHandler(session, call))
+    try {
+        if (!call())
+            stop(session, context);
+    } catch (...) {
+        session.pendingException = std::current_exception();
         stop(session, context);
+    }
 }
 
 // Adds an event's weight; false (after reporting the failure) when the
@@ -273,16 +268,6 @@ int severityOf(xmlErrorLevel level)
     }
 }
 
-// Hands a diagnostic to the handler; only a warning lets the parse go on,
-// and only when the handler agrees.
-bool deliverMessage(ParseSession& session, const std::string& text, int severity)
-{
-    return runHandler(session, [&] {
-        const bool goOn = session.handler.message(text, severity);
-        return goOn && severity == XmlSeverityWarning;
-    });
-}
-
 void onStructuredError(void* context, xmlErrorPtr error)
 {
     ParseSession* session = sessionOf(context);
@@ -291,18 +276,12 @@ void onStructuredError(void* context, xmlErrorPtr error)
     std::string text = error->message ? error->message : "XML parser error";
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
         text.pop_back();
-    if (!deliverMessage(*session, text, severityOf(error->level)))
-        stop(*session, context);
-}
-
-// A diagnostic libxml2 raised outside the context's handler, often from the
-// middle of switching or running a decoder, where halting the parser would
-// free input that is still in use. The parse is only marked stopped: the
-// callbacks ignore whatever follows and the chunk loop ends after this chunk.
-void onOutsideDiagnostic(ParseSession& session, const std::string& text, int severity)
-{
-    if (!session.stopped && !deliverMessage(session, text, severity))
-        session.stopped = true;
+    const int severity = severityOf(error->level);
+    guarded(*session, context, [&] {
+        const bool goOn = session->handler.message(text, severity);
+        // Only a warning lets the parse go on, and only when the handler agrees.
+        return goOn && severity == XmlSeverityWarning;
+    });
 }
 
 xmlSAXHandler makeSaxHandler()
@@ -336,13 +315,13 @@ xmlSAXHandler makeSaxHandler()
 
 bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCancelInterface* cancel)
 {
-    ParseSession session(handler);
-    // What libxml2 raises outside the context's handler (input that cannot be
-    // decoded, I/O errors, errors before the context exists) reaches the
-    // handler the same way instead of standard error.
-    XmlDiagnosticScope diagnostics(
-        [&session](const std::string& text, int severity) { onOutsideDiagnostic(session, text, severity); });
+    // libxml2 raises some diagnostics through its global handlers instead of
+    // the context's (input that cannot be decoded, I/O errors, errors before
+    // the context exists). They go to the log at the warning level, never to
+    // standard error; the parse's verdict and messages stay libxml2's own.
+    XmlDiagnosticScope diagnostics([](const std::string& text, int) { kxLog::write(2, "xml", text); });
     xmlInitParser();
+    ParseSession session(handler);
     std::vector<char> chunk(static_cast<size_t>(kChunkSize));
 
     // The first bytes let libxml2 detect the encoding before parsing starts.
@@ -404,7 +383,9 @@ bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCa
 
     bool ok = !readFailed && !cancelled && !session.stopped && session.started && context->wellFormed != 0;
     if (!ok && !readFailed && !cancelled && !session.stopped) {
-        // A failure that raised no diagnostic of its own still gets a reason.
+        // Some libxml2 failures (input that cannot be decoded in its declared
+        // or detected encoding) go to libxml2's global handlers, not to the
+        // context's: the caller still gets a reason.
         const xmlError* last = xmlCtxtGetLastError(context);
         std::string text = last && last->message ? last->message : "XML parser error";
         while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
@@ -422,8 +403,6 @@ bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCa
         xmlFreeDoc(context->myDoc);
         context->myDoc = nullptr;
     }
-    // The handler hears nothing more, whatever libxml2 still raises.
-    session.stopped = true;
     context->_private = nullptr;
     xmlFreeParserCtxt(context);
 
