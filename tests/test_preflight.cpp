@@ -807,7 +807,7 @@ TEST(PreflightCorpus, MostFilesLoadStrictlyAfterPreflight)
         const long n = std::atol(sample);
         if (n > 0 && size_t(n) < files.size()) step = files.size() / size_t(n);
     }
-    size_t total = 0, passed = 0, preflightFailed = 0;
+    size_t total = 0, passed = 0, preflightFailed = 0, failedFills = 0;
     std::map<std::string, size_t> reasons;
     std::map<std::string, std::string> examples;
     std::map<std::string, size_t> changes; // how many files each kind of change touched
@@ -829,6 +829,10 @@ TEST(PreflightCorpus, MostFilesLoadStrictlyAfterPreflight)
         const Strict load = loadStrictly(out);
         if (load.ok) {
             ++passed;
+            // Drawn as real drawings are drawn, every fill triangulates.
+            SegmenterVisitor visitor(static_cast<const Node&>(*load.root), SegmentationOptions::realSvg());
+            if (visitor.getFailedFillCount() > 0) ADD_FAILURE() << files[i] << ": fill failed";
+            failedFills += visitor.getFailedFillCount();
             continue;
         }
         std::string reason = load.errors.empty() ? std::string("no message") : load.errors.front();
@@ -850,4 +854,5 @@ TEST(PreflightCorpus, MostFilesLoadStrictlyAfterPreflight)
     for (size_t i = 0; i < common.size() && i < 25; ++i)
         std::cout << "  " << common[i].first << "  " << common[i].second << "\n";
     EXPECT_GE(share, 0.97);
+    EXPECT_EQ(failedFills, 0u);
 }

@@ -202,6 +202,18 @@ TEST(TriangulateFill, DegenerateContacts) {
                     Point(std::nextafter(1.0f, 2.0f), 1), Point(0, std::nextafter(1.0f, 2.0f))});
         checkFill(near, rule, "near-coincident squares");
     }
+    // Two sub-paths drawn from one point, each ending a hair away from it:
+    // the shared start has even degree, yet both chains are closed.
+    Outline loose;
+    loose.points = {Point(0, 0), Point(4, 0), Point(4, 4), Point(0, 3.9999f), Point(-4, 0), Point(-4, -4),
+                    Point(0.0001f, 0)};
+    loose.edges = {0, 1, 1, 2, 2, 3, 0, 4, 4, 5, 5, 6};
+    std::vector<Point> tp;
+    std::vector<unsigned int> ti;
+    ASSERT_TRUE(kx::TriangulateFill(loose.points, loose.edges, tp, ti));
+    double area = 0.0;
+    for (std::size_t t = 0; t < ti.size(); t += 3) area += 0.5 * cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
+    EXPECT_NEAR(area, 16.0 + 8.0, 1e-3); // a square and a triangle
 }
 
 TEST(TriangulateFill, RandomOutlinesRotated) {

@@ -174,6 +174,30 @@ void Triangulator::collectSegments() {
     }
     closeRun();
 
+    // Chains that start (or end) at one shared vertex, such as sub-paths
+    // drawn from the same point that each end a hair away from it, keep that
+    // vertex at even degree, so the rule above leaves them open and the
+    // outline has loose ends. When crossings are resolved anyway, such a
+    // chain is closed back to its start as soon as one of its ends is loose.
+    if (m_resolveCrossings) {
+        runStart = kNone;
+        auto closeLooseEnd = [&]() {
+            if (runStart != kNone && runFirst != runLast && (oddDegree[runFirst] || oddDegree[runLast]))
+                addEdge(runLast, runFirst);
+        };
+        for (std::size_t i = 0; i < pairCount; ++i) {
+            const uint32_t a = m_rankOf[m_edgeIndices[2 * i]], b = m_rankOf[m_edgeIndices[2 * i + 1]];
+            if (a == b) continue;
+            if (runStart == kNone || a != runLast) {
+                closeLooseEnd();
+                runStart = i;
+                runFirst = a;
+            }
+            runLast = b;
+        }
+        closeLooseEnd();
+    }
+
     mergeSegments(edges);
 }
 
