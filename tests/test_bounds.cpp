@@ -469,7 +469,8 @@ TEST(TightBox, TreeWalkStrokesAndWhatIsNotMeasured)
     EXPECT_NEAR(mitered.getMinPoint().X(), -2 * std::sqrt(2.0), 1e-5);
     EXPECT_NEAR(mitered.getMaxPoint().Y(), 30 + 3 * std::sqrt(2.0), 1e-5);
     group->addChild(MakePath("M 0 0 L 5 5"), true);
-    EXPECT_EQ(ComputeTightBoundingBox(document, nullptr, nullptr, ink).box, BoundingBox(V(-8, -12), mitered.getMaxPoint()));
+    EXPECT_EQ(ComputeTightBoundingBox(document, nullptr, nullptr, ink).box,
+              BoundingBox(V(-8, -12), mitered.getMaxPoint()));
     // Non-scaling strokes keep their width in document units; stroke "none" has no margin.
     rect->editRenderingProperties().vectorEffect = kx::svg::NonScalingStroke;
     rect->editRenderingProperties().strokeLinejoin = kx::svg::LineJoin::Bevel;

@@ -447,7 +447,8 @@ TEST(Corpus, TightBoxHoldsTheSegmentationAfterPreflight)
         if (!segmented.isValid()) continue;
         ++measured;
         pointsOutside += outside;
-        if (outside > 0 && ++reported <= 10) ADD_FAILURE() << file << ": " << outside << " points outside the tight box";
+        if (outside > 0 && ++reported <= 10)
+            ADD_FAILURE() << file << ": " << outside << " points outside the tight box";
         if (segmenter.hasError()) continue; // segmentation stopped at a fill it could not make
         ++compared;
         const float size = std::max(segmented.getWidth(), segmented.getHeight());

@@ -95,7 +95,8 @@ bool MeasureItem(const ItemInterface& item, const Wm4::Matrix3<float>& transform
 
     if (props && props->hasStroke()) {
         const bool nonScaling = (props->vectorEffect.value_or(0) & NonScalingStroke) != 0;
-        const double halfWidth = 0.5 * std::fabs(props->strokeWidth ? double(*props->strokeWidth) : kDefaultStrokeWidth);
+        const double width = props->strokeWidth ? double(*props->strokeWidth) : kDefaultStrokeWidth;
+        const double halfWidth = 0.5 * std::fabs(width);
         const double reach = halfWidth * StrokeReach(item.getType(), roundedRect, *props, nonScaling);
         // The pen is a disc in the item's coordinates: the transform makes it an
         // ellipse whose half extent along x is the length of the matrix's first
