@@ -438,6 +438,11 @@ TEST(TightBox, TreeWalkStrokesAndWhatIsNotMeasured)
     const M nudge = Translation(1.0f / (1 << 30), 0);
     EXPECT_EQ(ComputeTightBoundingBox(kx::svg::Line(V(1, 1), V(1, 1)), nullptr, &nudge).box,
               BoundingBox(V(1, 1), V(std::nextafter(1.0f, 2.0f), 1)));
+    // Beyond the float range the outer side becomes infinite.
+    const M large = Scale(10);
+    const float top = std::numeric_limits<float>::max();
+    EXPECT_EQ(ComputeTightBoundingBox(kx::svg::Line(V(3e38f, -3e38f), V(3e38f, -3e38f)), nullptr, &large).box,
+              BoundingBox(V(top, -INFINITY), V(INFINITY, -top)));
 
     // Empty content, texts and images: an empty box; texts and images are counted, not guessed.
     kx::svg::Document document;

@@ -25,10 +25,16 @@ constexpr float kMinArcRadius = 0.01f;
 // The float nearest to `value` that is not above it (not below it when `up`).
 float RoundOutward(double value, bool up)
 {
+    // Beyond the float range (products of large floats): the outward side is
+    // the infinity, the inward one the largest float. Converting such a value
+    // directly would be undefined.
+    constexpr double kLargest = std::numeric_limits<float>::max();
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    if (value > kLargest) return up ? kInfinity : std::numeric_limits<float>::max();
+    if (value < -kLargest) return up ? -std::numeric_limits<float>::max() : -kInfinity;
     const float f = static_cast<float>(value);
     if (up ? static_cast<double>(f) < value : static_cast<double>(f) > value)
-        return std::nextafter(f, up ? std::numeric_limits<float>::infinity()
-                                    : -std::numeric_limits<float>::infinity());
+        return std::nextafter(f, up ? kInfinity : -kInfinity);
     return f;
 }
 
