@@ -95,10 +95,12 @@ struct KXSVG_API TightBoxResult {
 /// derivative, elliptical arcs at their ends and at the angles where x or y is
 /// extreme. Arcs are measured as the library draws them: radii too small for
 /// their chord are not enlarged, and arcs with a radius below 0.01 are
-/// straight lines. Computed in double precision from the float inputs and
-/// rounded outwards to float, so the box contains the whole shape. Never
-/// throws for any tree; non-finite coordinates are skipped (NaN) or give an
-/// infinite box (infinities).
+/// straight lines. Rounded rectangles are measured rounded, as SVG draws them,
+/// although `SegmentRect` draws their sharp corners. Computed in double
+/// precision from the float inputs and rounded outwards to float, so the box
+/// contains the whole shape; sides beyond the float range become infinite.
+/// Never throws for any tree; NaN coordinates are skipped, and a group met
+/// again through a cycle in the tree is not walked twice.
 KXSVG_API TightBoxResult ComputeTightBoundingBox(const ItemInterface& root, bool (*filter)(const ItemInterface&),
                                                  const Wm4::Matrix3<float>* transform,
                                                  const TightBoxOptions& options = TightBoxOptions());
