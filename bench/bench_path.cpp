@@ -167,8 +167,27 @@ void BM_ParseGeneratedPath(benchmark::State& state)
 }
 BENCHMARK(BM_ParseGeneratedPath)->Unit(benchmark::kMillisecond);
 
-// The estimated box of a tree holding one Path item per "d" attribute of the
-// large corpus files (parsed beforehand; only the box is timed).
+// A tree holding one Path item per "d" attribute of the large corpus files,
+// parsed once; `commandCount` is the number of commands in it.
+const kx::svg::Document& CorpusPathDocument(size_t& commandCount)
+{
+    static kx::svg::Document document;
+    static size_t commands = 0;
+    static bool built = false;
+    if (!built) {
+        for (const std::string& d : LargeCorpusPaths().paths) {
+            auto path = std::make_shared<kx::svg::Path>();
+            kx::svg::ConvertPathStringToCommands(d, path->editCommands(), nullptr);
+            commands += path->getCommands().size();
+            document.addChild(path, true);
+        }
+        built = true;
+    }
+    commandCount = commands;
+    return document;
+}
+
+// The estimated box of the corpus paths (only the box is timed).
 void BM_BoundingBoxCorpusPaths(benchmark::State& state)
 {
     const CorpusPaths& data = LargeCorpusPaths();
@@ -176,14 +195,8 @@ void BM_BoundingBoxCorpusPaths(benchmark::State& state)
         state.SkipWithError("corpus not found");
         return;
     }
-    kx::svg::Document document;
     size_t commandCount = 0;
-    for (const std::string& d : data.paths) {
-        auto path = std::make_shared<kx::svg::Path>();
-        kx::svg::ConvertPathStringToCommands(d, path->editCommands(), nullptr);
-        commandCount += path->getCommands().size();
-        document.addChild(path, true);
-    }
+    const kx::svg::Document& document = CorpusPathDocument(commandCount);
     kx::svg::BoundingBox box;
     for (auto _ : state) {
         kx::svg::ComputeEstimatedBoundingBox(document, box, nullptr, nullptr);
@@ -194,6 +207,24 @@ void BM_BoundingBoxCorpusPaths(benchmark::State& state)
     state.counters["paths"] = static_cast<double>(data.paths.size());
 }
 BENCHMARK(BM_BoundingBoxCorpusPaths)->Unit(benchmark::kMillisecond);
+
+// The tight box of the same paths: cubics and arcs measured exactly.
+void BM_TightBoxCorpusPaths(benchmark::State& state)
+{
+    if (LargeCorpusPaths().paths.empty()) {
+        state.SkipWithError("corpus not found");
+        return;
+    }
+    size_t commandCount = 0;
+    const kx::svg::Document& document = CorpusPathDocument(commandCount);
+    for (auto _ : state) {
+        const kx::svg::TightBoxResult tight = kx::svg::ComputeTightBoundingBox(document, nullptr, nullptr);
+        benchmark::DoNotOptimize(tight.box);
+    }
+    state.counters["commands/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * commandCount,
+                                                      benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_TightBoxCorpusPaths)->Unit(benchmark::kMillisecond);
 
 // One path of n commands: the box must grow linearly with n.
 void BM_BoundingBoxOnePath(benchmark::State& state)

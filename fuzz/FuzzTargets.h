@@ -107,7 +107,8 @@ inline int fuzzPathData(const uint8_t* data, size_t size)
 }
 
 /// Whole documents: loaded strictly and leniently; every result is saved to
-/// a null device, measured and segmented.
+/// a null device, measured (estimated box; tight box, with strokes in the
+/// lenient run) and segmented.
 inline int fuzzLoad(const uint8_t* data, size_t size)
 {
     if (size > kMaxInputSize) return 0;
@@ -131,6 +132,9 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
 
         kx::svg::BoundingBox box;
         kx::svg::ComputeEstimatedBoundingBox(*result, box, nullptr, nullptr);
+        kx::svg::TightBoxOptions ink;
+        ink.includeStroke = lenient != 0;
+        kx::svg::ComputeTightBoundingBox(*result, nullptr, nullptr, ink);
 
         if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
             // The strict pass flattens with the defaults, the lenient one as

@@ -2,12 +2,16 @@
 // every file loads strictly and leniently without crashing; every failure
 // comes with a message; every loaded tree survives save -> reload, and saving
 // the reloaded tree gives the same text again. The large drawings are left to
-// the benchmarks. KXSVG_CORPUS_SAMPLE=N runs about N evenly spread files
+// the benchmarks. After preflight, the tight box of each drawing holds its
+// whole segmentation. KXSVG_CORPUS_SAMPLE=N runs about N evenly spread files
 // (for slow builds such as the sanitizer one).
 #include "read/LoadDocument.h"
 #include "write/SaveDocument.h"
 
+#include <kx/svg/BoundingBox.h>
 #include <kx/svg/Items.h>
+#include <kx/svg/Preflight.h>
+#include <kx/svg/Segmentation.h>
 #include <kx/svg/WriterHelpers.h>
 #include <kx/system/kxIoDevice.h>
 
@@ -16,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
@@ -397,4 +402,70 @@ TEST(Corpus, ReaderCasesRoundTrip)
         if (!checkFile(file, input, tally)) return;
     }
     EXPECT_GT(tally.roundTrips, 30u);
+}
+
+// The tight box of each drawing, preflighted and loaded strictly, against the
+// segmentation at the default flattening: it holds every point (up to the
+// single-precision rounding of the segmenter) and, where the whole drawing was
+// segmented, no side is further than 0.5% of the drawing's size from the
+// segmentation's box (circles are cut into 32 pieces, which stay within
+// 0.5% of the radius).
+TEST(Corpus, TightBoxHoldsTheSegmentationAfterPreflight)
+{
+    KXTEST_REQUIRE_CORPUS(dir);
+    const std::vector<std::string> files = corpusFiles(dir);
+    size_t measured = 0, compared = 0, pointsOutside = 0, reported = 0;
+    double worstShare = 0.0;
+    kxtest::LogCapture quiet; // fills that fail are counted by the segmenter's own test
+    for (const std::string& file : files) {
+        std::string input, output;
+        ASSERT_TRUE(kxtest::readFile(file, input)) << file;
+        PreflightReport report;
+        if (!PreflightSvg(input, PreflightOptions(), output, report)) continue;
+        const Loaded drawing = loadText(output, false);
+        const Node* root = dynamic_cast<const Node*>(drawing.root.get());
+        if (!drawing.ok || !root) continue;
+        const BoundingBox tight = ComputeTightBoundingBox(*root, nullptr, nullptr).box;
+        SegmenterVisitor segmenter(*root);
+        BoundingBox segmented;
+        size_t outside = 0;
+        // Measured on the corpus: the segmenter's points stray at most 2.2
+        // float steps of the drawing's magnitude outside the exact shape.
+        const float slack = 4 * FLT_EPSILON *
+                            std::max({1.0f, std::fabs(tight.getMinPoint().X()), std::fabs(tight.getMinPoint().Y()),
+                                      std::fabs(tight.getMaxPoint().X()), std::fabs(tight.getMaxPoint().Y())});
+        auto check = [&](const Wm4::Vector2<float>& p) {
+            segmented.expandToContain(p);
+            if (!(p.X() >= tight.getMinPoint().X() - slack && p.X() <= tight.getMaxPoint().X() + slack &&
+                  p.Y() >= tight.getMinPoint().Y() - slack && p.Y() <= tight.getMaxPoint().Y() + slack))
+                ++outside;
+        };
+        for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
+            for (const auto& p : primitive->points) check(p);
+            for (const auto& p : primitive->trianglePoints) check(p);
+        }
+        if (!segmented.isValid()) continue;
+        ++measured;
+        pointsOutside += outside;
+        if (outside > 0 && ++reported <= 10)
+            ADD_FAILURE() << file << ": " << outside << " points outside the tight box";
+        if (segmenter.hasError()) continue; // segmentation stopped at a fill it could not make
+        ++compared;
+        const float size = std::max(segmented.getWidth(), segmented.getHeight());
+        const float gaps[4] = {segmented.getMinPoint().X() - tight.getMinPoint().X(),
+                               segmented.getMinPoint().Y() - tight.getMinPoint().Y(),
+                               tight.getMaxPoint().X() - segmented.getMaxPoint().X(),
+                               tight.getMaxPoint().Y() - segmented.getMaxPoint().Y()};
+        for (float gap : gaps) {
+            const double share = size > 0 ? double(gap) / size : 0.0;
+            worstShare = std::max(worstShare, share);
+            if (share > 0.005 && ++reported <= 10)
+                ADD_FAILURE() << file << ": the tight box is " << share * 100 << "% larger than the segmentation";
+        }
+    }
+    std::cout << "Tight box: " << measured << " drawings measured, " << compared
+              << " compared with a complete segmentation; largest gap " << worstShare * 100 << "% of the size; "
+              << pointsOutside << " points outside\n";
+    EXPECT_EQ(pointsOutside, 0u);
+    EXPECT_GT(measured, files.size() / 2);
 }

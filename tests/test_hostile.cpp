@@ -74,6 +74,9 @@ size_t exercise(const ItemInterface& root)
     saveToMemory(root, saved);
     BoundingBox box;
     ComputeEstimatedBoundingBox(root, box, nullptr, nullptr);
+    TightBoxOptions ink;
+    ink.includeStroke = true;
+    ComputeTightBoundingBox(root, nullptr, nullptr, ink);
     const Node* node = dynamic_cast<const Node*>(&root);
     if (!node) return 0;
     SegmenterVisitor segmenter(*node);
@@ -391,6 +394,7 @@ TEST(DeepTree, MillionDeepChainCopiesSavesMeasuresSegmentsAndDies)
     ComputeEstimatedBoundingBox(*document, box, nullptr, nullptr);
     EXPECT_EQ(box.getMinPoint(), Wm4::Vector2<float>(static_cast<float>(depth), 0.0f));
     EXPECT_EQ(box.getMaxPoint(), Wm4::Vector2<float>(static_cast<float>(depth) + 2.0f, 3.0f));
+    EXPECT_EQ(ComputeTightBoundingBox(*document, nullptr, nullptr).box, box);
 
     SegmenterVisitor segmenter(*document);
     ASSERT_EQ(segmenter.getSegmentedPrimitives().size(), 1u);

@@ -119,7 +119,10 @@ bool drawingFrame(const kx::svg::ItemInterface& root, kx::svg::BoundingBox& fram
             return true;
         }
     }
-    kx::svg::ComputeEstimatedBoundingBox(root, frame, nullptr, nullptr);
+    // The ink box: strokes included, so that nothing drawn falls outside.
+    kx::svg::TightBoxOptions ink;
+    ink.includeStroke = true;
+    frame = kx::svg::ComputeTightBoundingBox(root, nullptr, nullptr, ink).box;
     return hasArea(frame);
 }
 

@@ -55,7 +55,8 @@ LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight 
 /// Reads and loads one file; a file that cannot be read gives loaded false and one message.
 LoadedDrawing loadFile(const std::string& path, bool strict, bool preflight = false);
 
-/// The area to show: the document's valid view box, else the estimated box of the content.
+/// The area to show: the document's valid view box, else the tight box of the content
+/// with its strokes (the ink box).
 /// Returns false when neither gives a box with a positive width and height.
 bool drawingFrame(const kx::svg::ItemInterface& root, kx::svg::BoundingBox& frame);
 

@@ -1,4 +1,4 @@
-// Info.cpp - "kxsvg info": messages, tree summary, view box and estimated box.
+// Info.cpp - "kxsvg info": messages, tree summary, view box, estimated and tight boxes.
 #include "Commands.h"
 #include "Common.h"
 
@@ -77,6 +77,9 @@ nlohmann::json describe(const std::string& file, const LoadedDrawing& drawing)
     kx::svg::BoundingBox estimated;
     kx::svg::ComputeEstimatedBoundingBox(*drawing.root, estimated, nullptr, nullptr);
     out["estimatedBox"] = boxJson(estimated);
+    const kx::svg::TightBoxResult tight = kx::svg::ComputeTightBoundingBox(*drawing.root, nullptr, nullptr);
+    out["tightBox"] = boxJson(tight.box);
+    out["unmeasuredItems"] = tight.unmeasuredItems;
     return out;
 }
 
@@ -110,6 +113,10 @@ void printText(const std::string& file, const LoadedDrawing& drawing)
     kx::svg::BoundingBox estimated;
     kx::svg::ComputeEstimatedBoundingBox(*drawing.root, estimated, nullptr, nullptr);
     std::cout << "\n  estimated box: " << boxText(estimated) << "\n";
+    const kx::svg::TightBoxResult tight = kx::svg::ComputeTightBoundingBox(*drawing.root, nullptr, nullptr);
+    std::cout << "  tight box: " << boxText(tight.box);
+    if (tight.unmeasuredItems) std::cout << " (" << tight.unmeasuredItems << " texts or images not measured)";
+    std::cout << "\n";
 }
 
 } // namespace

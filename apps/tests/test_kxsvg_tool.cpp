@@ -106,9 +106,16 @@ TEST(KxsvgTool, InfoJsonDescribesTheTree)
     EXPECT_EQ(j["ids"], nlohmann::json({"background", "sun", "hills", "ring", "flags"}));
     EXPECT_EQ(j["viewBox"], nlohmann::json({0, 0, 240, 160}));
     EXPECT_EQ(j["estimatedBox"], nlohmann::json({4, 4, 236, 156}));
+    EXPECT_EQ(j["tightBox"], nlohmann::json({4, 4, 236, 156}));
+    EXPECT_EQ(j["unmeasuredItems"], 0);
 
     // Lenient by default, strict on request; the reader's messages are passed on.
     TempDir dir;
+    // Cubics are measured by the tight box only.
+    std::string cubic =
+        dir.write("cubic.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\"><path d=\"M0 0 C 1 1 2 2 3 3\"/></svg>");
+    const std::string text = run("info " + cubic).out;
+    EXPECT_NE(text.find("  estimated box: empty\n  tight box: 0 0 3 3\n"), std::string::npos) << text;
     std::string file = dir.write("title.SVG", "<svg xmlns=\"http://www.w3.org/2000/svg\"><title>t</title></svg>");
     nlohmann::json lenient = nlohmann::json::parse(run("info --json " + file).out);
     EXPECT_EQ(lenient["loaded"], true);

@@ -7,6 +7,8 @@
 #include <Wm4/Wm4Matrix3.h>
 #include <Wm4/Wm4Vector2.h>
 
+#include <cstddef>
+
 namespace kx {
 namespace svg {
 
@@ -58,6 +60,50 @@ private:
 KXSVG_API void ComputeEstimatedBoundingBox(const ItemInterface& root, BoundingBox& box,
                                            bool (*filter)(const ItemInterface&),
                                            const Wm4::Matrix3<float>* transform);
+
+/// Choices of `ComputeTightBoundingBox`.
+struct KXSVG_API TightBoxOptions {
+    /// Measure the ink instead of the geometry: every item whose cascaded
+    /// presentation attributes draw a stroke (`RenderingProperties::hasStroke`)
+    /// is widened by half its cascaded stroke width (1 when not given), scaled
+    /// by the item's transform (unscaled with "non-scaling-stroke"). Where the
+    /// stroke can reach further than half its width, the margin is widened
+    /// conservatively: by the miter limit 4 for miter joins (the default join)
+    /// of paths, by sqrt(2) for square caps and for the sharp corners of
+    /// rectangles (whose joins stay within that under any transform, except
+    /// with "non-scaling-stroke", where the miter limit applies again).
+    bool includeStroke = false;
+};
+
+/// What `ComputeTightBoundingBox` measured.
+struct KXSVG_API TightBoxResult {
+    /// The extent in target coordinates; the empty box when nothing was measured.
+    BoundingBox box;
+    /// Lines, rectangles, circles and paths that were measured.
+    std::size_t measuredItems = 0;
+    /// Texts, images and items of unknown classes: their extent is not known
+    /// here, so they are counted instead of guessed and are not in `box`.
+    std::size_t unmeasuredItems = 0;
+};
+
+/// The exact extent of the geometry of `root` and its descendants, walked and
+/// transformed as `ComputeEstimatedBoundingBox` does (same `filter` and
+/// `transform` arguments), but measuring each shape through its composed
+/// transform: lines and rectangles by their corners (corner radii included,
+/// completed and clamped as SVG does), circles as the ellipses the transform
+/// makes of them, cubic curves at their ends and at the zeros of their
+/// derivative, elliptical arcs at their ends and at the angles where x or y is
+/// extreme. Arcs are measured as the library draws them: radii too small for
+/// their chord are not enlarged, and arcs with a radius below 0.01 are
+/// straight lines. Rounded rectangles are measured rounded, as SVG draws them,
+/// although `SegmentRect` draws their sharp corners. Computed in double
+/// precision from the float inputs and rounded outwards to float, so the box
+/// contains the whole shape; sides beyond the float range become infinite.
+/// Never throws for any tree; NaN coordinates are skipped, and a group met
+/// again through a cycle in the tree is not walked twice.
+KXSVG_API TightBoxResult ComputeTightBoundingBox(const ItemInterface& root, bool (*filter)(const ItemInterface&),
+                                                 const Wm4::Matrix3<float>* transform,
+                                                 const TightBoxOptions& options = TightBoxOptions());
 
 } // namespace svg
 } // namespace kx
