@@ -157,6 +157,9 @@ TEST(TriangulateFill, StarsBowTiesAndRings) {
     for (Rule rule : {Rule::EvenOdd, Rule::NonZero}) {
         for (int n = 5; n <= 31; n += 2)
             for (int k = 2; 2 * k < n; ++k) checkFill(star(n, k, 0.1 * k), rule, "star " + std::to_string(n) + "/" + std::to_string(k));
+        // Thousands of nearly parallel chords: rounded crossing points must
+        // not keep making new crossings with their neighbours.
+        checkFill(star(1501, 7, 0.0), rule, "star 1501/7", 20);
         Outline bowTie;
         bowTie.chain({Point(0, 0), Point(4, 4), Point(4, 0), Point(0, 4)});
         checkFill(bowTie, rule, "bow-tie");

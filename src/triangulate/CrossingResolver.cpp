@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <unordered_map>
 
 namespace kx {
@@ -70,8 +71,19 @@ public:
         m_dirty.assign(m_segments.size(), 1);
         for (int round = 0; round < kMaxRounds; ++round) {
             m_splits.clear();
+            const std::size_t pointsBefore = m_points.size();
+            m_pixelPhase = false;
             findContacts();
             if (m_splits.empty()) return;
+            // Every segment passing through the pixel of a new crossing point
+            // is bent through it too, so that rounding that point makes no
+            // new crossing nearby (Hobby's hot pixels, on the float grid).
+            m_pixels.clear();
+            for (std::size_t p = pointsBefore; p < m_points.size(); ++p) m_pixels.push_back(static_cast<uint32_t>(p));
+            if (!m_pixels.empty()) {
+                m_pixelPhase = true;
+                findContacts();
+            }
             applySplits();
         }
         throw FillFailure("The crossings of the outline did not settle after " + std::to_string(kMaxRounds) +
@@ -126,6 +138,18 @@ private:
         m_splits.push_back(Split{segment, point, (p.x - a.x) * (b.x - a.x) + (p.y - a.y) * (b.y - a.y)});
     }
 
+    // True when the point lies in the cell being tested, so that of the cells
+    // meeting a pair only those around the contact report it. The cell is
+    // widened by a few float steps: a rounded crossing point may sit just
+    // outside the cell where the exact one lies, and a contact reported twice
+    // costs only a duplicate split.
+    bool inCell(double x, double y) const {
+        const double mx = 1e-6 * (std::fabs(m_cell.x0) + std::fabs(m_cell.x1)) + 1e-30;
+        const double my = 1e-6 * (std::fabs(m_cell.y0) + std::fabs(m_cell.y1)) + 1e-30;
+        return x >= m_cell.x0 - mx && x <= m_cell.x1 + mx && y >= m_cell.y0 - my && y <= m_cell.y1 + my;
+    }
+    bool inCell(uint32_t point) const { return inCell(m_points[point].x, m_points[point].y); }
+
     // True when c, known to be on the line of (a, b), lies strictly between them.
     bool strictlyBetween(uint32_t a, uint32_t b, uint32_t c) const {
         return c != a && c != b && lexLess(a, c) && lexLess(c, b);
@@ -147,14 +171,15 @@ private:
         }
         // Contact at an end point: a vertex inside the other segment, or
         // collinear segments overlapping (each end inside the other is cut).
-        if (o1 == 0 && strictlyBetween(s.a, s.b, t.a)) addSplit(i, t.a);
-        if (o2 == 0 && strictlyBetween(s.a, s.b, t.b)) addSplit(i, t.b);
-        if (o3 == 0 && strictlyBetween(t.a, t.b, s.a)) addSplit(j, s.a);
-        if (o4 == 0 && strictlyBetween(t.a, t.b, s.b)) addSplit(j, s.b);
+        if (o1 == 0 && strictlyBetween(s.a, s.b, t.a) && inCell(t.a)) addSplit(i, t.a);
+        if (o2 == 0 && strictlyBetween(s.a, s.b, t.b) && inCell(t.b)) addSplit(i, t.b);
+        if (o3 == 0 && strictlyBetween(t.a, t.b, s.a) && inCell(s.a)) addSplit(j, s.a);
+        if (o4 == 0 && strictlyBetween(t.a, t.b, s.b) && inCell(s.b)) addSplit(j, s.b);
     }
 
     // Both segments properly cross: bend both through the rounded crossing point.
     void addCrossing(uint32_t i, uint32_t j) {
+        if (i > j) std::swap(i, j); // the same point whichever cell finds the pair
         const ArrangementSegment& s = m_segments[i];
         const ArrangementSegment& t = m_segments[j];
         const VertexSet::Coordinates a = m_points[s.a], b = m_points[s.b];
@@ -174,9 +199,60 @@ private:
         float fy = static_cast<float>(std::min(std::max(py, loY), hiY));
         fx += 0.0f; // -0 becomes +0, one point for both zeros
         fy += 0.0f;
+        // A pair met in several cells is reported by the cells holding its point.
+        if (!inCell(fx, fy)) return;
         const uint32_t p = pointAt(fx, fy);
         addSplit(i, p);
         addSplit(j, p);
+    }
+
+    // Items of the search: segments first, then the hot pixels of this round.
+    bool isPixel(uint32_t item) const { return item >= m_segments.size(); }
+    uint32_t pixelPoint(uint32_t item) const { return m_pixels[item - m_segments.size()]; }
+    // Searched for contacts: changed segments, or pixels in the pixel phase.
+    bool isActive(uint32_t item) const { return m_pixelPhase ? isPixel(item) : m_dirty[item] != 0; }
+
+    // The square of points that round to the point's coordinates: half the
+    // gap to the neighbouring floats on each side.
+    Box pixelBox(uint32_t point) const {
+        const VertexSet::Coordinates& p = m_points[point];
+        auto half = [](double v) {
+            const float f = static_cast<float>(v);
+            const double up = double(std::nextafter(f, std::numeric_limits<float>::infinity())) - v;
+            const double down = v - double(std::nextafter(f, -std::numeric_limits<float>::infinity()));
+            return 0.5 * std::max(up, down);
+        };
+        const double hx = half(p.x), hy = half(p.y);
+        return Box{p.x - hx, p.y - hy, p.x + hx, p.y + hy};
+    }
+
+    Box itemBox(uint32_t item) const {
+        return isPixel(item) ? pixelBox(pixelPoint(item)) : segmentBox(m_segments[item]);
+    }
+
+    bool itemTouches(uint32_t item, const Box& box) const {
+        if (!isPixel(item)) return touches(m_segments[item], box);
+        const Box b = pixelBox(pixelPoint(item));
+        return !(b.x1 < box.x0 || b.x0 > box.x1 || b.y1 < box.y0 || b.y0 > box.y1);
+    }
+
+    // A segment through a hot pixel (its box, decided exactly) is bent through the pixel's point.
+    void testPixel(uint32_t segment, uint32_t point) {
+        const ArrangementSegment& s = m_segments[segment];
+        if (point == s.a || point == s.b) return;
+        const Box b = pixelBox(point);
+        const VertexSet::Coordinates& a = m_points[s.a];
+        const VertexSet::Coordinates& c = m_points[s.b];
+        int positive = 0, negative = 0;
+        const double xs[2] = {b.x0, b.x1}, ys[2] = {b.y0, b.y1};
+        for (double x : xs)
+            for (double y : ys) {
+                const int o = Orient2d(a.x, a.y, c.x, c.y, x, y);
+                positive += o > 0;
+                negative += o < 0;
+            }
+        if (positive == 4 || negative == 4) return;
+        if (inCell(point)) addSplit(segment, point);
     }
 
     Box segmentBox(const ArrangementSegment& s) const {
@@ -206,30 +282,35 @@ private:
         return positive == 0 || negative == 0 ? false : true;
     }
 
-    void testCell(std::size_t begin, std::size_t end) {
+    void testCell(std::size_t begin, std::size_t end, const Box& box) {
+        m_cell = box;
         const std::size_t count = end - begin;
         spend(count * (count - 1) / 2);
         for (std::size_t x = begin; x < end; ++x) {
             const uint32_t i = m_ids[x];
-            const Box bi = segmentBox(m_segments[i]);
+            const Box bi = itemBox(i);
             for (std::size_t y = x + 1; y < end; ++y) {
                 const uint32_t j = m_ids[y];
-                if (!m_dirty[i] && !m_dirty[j]) continue;
-                const Box bj = segmentBox(m_segments[j]);
+                if (!isActive(i) && !isActive(j)) continue;
+                const Box bj = itemBox(j);
                 if (bj.x1 < bi.x0 || bj.x0 > bi.x1 || bj.y1 < bi.y0 || bj.y0 > bi.y1) continue;
-                testPair(i, j);
+                if (!m_pixelPhase) {
+                    testPair(i, j);
+                } else if (isPixel(i) != isPixel(j)) {
+                    testPixel(isPixel(i) ? j : i, pixelPoint(isPixel(i) ? i : j));
+                }
             }
         }
     }
 
     void findContacts() {
-        const std::size_t n = m_segments.size();
+        const std::size_t n = m_segments.size() + (m_pixelPhase ? m_pixels.size() : 0);
         m_ids.clear();
         Box root{0.0, 0.0, 0.0, 0.0};
         bool first = true;
         std::size_t dirtyCount = 0;
         for (uint32_t i = 0; i < n; ++i) {
-            const Box b = segmentBox(m_segments[i]);
+            const Box b = itemBox(i);
             if (first) {
                 root = b;
                 first = false;
@@ -240,7 +321,7 @@ private:
                 root.y1 = std::max(root.y1, b.y1);
             }
             m_ids.push_back(i);
-            dirtyCount += m_dirty[i];
+            dirtyCount += isActive(i);
         }
         if (dirtyCount == 0) return;
         spend(n);
@@ -253,7 +334,7 @@ private:
             m_cells.pop_back();
             const std::size_t count = cell.end - cell.begin;
             if (count <= kLeafSize || cell.depth >= kMaxDepth) {
-                if (count > 1) testCell(cell.begin, cell.end);
+                if (count > 1) testCell(cell.begin, cell.end, cell.box);
                 m_ids.resize(m_cells.empty() ? 0 : m_cells.back().end);
                 continue;
             }
@@ -277,9 +358,9 @@ private:
                 starts[h] = m_ids.size();
                 for (std::size_t x = cell.begin; x < cell.end; ++x) {
                     const uint32_t id = m_ids[x];
-                    if (touches(m_segments[id], halves[h])) {
+                    if (itemTouches(id, halves[h])) {
                         m_ids.push_back(id);
-                        dirtyIn[h] += m_dirty[id];
+                        dirtyIn[h] += isActive(id);
                     }
                 }
                 spend(cell.end - cell.begin);
@@ -290,7 +371,7 @@ private:
                 // Halving separates nothing: every segment passes through
                 // both halves (a bundle through one point). Test the pairs here.
                 m_ids.resize(starts[0]);
-                testCell(cell.begin, cell.end);
+                testCell(cell.begin, cell.end, cell.box);
                 m_ids.resize(m_cells.empty() ? 0 : m_cells.back().end);
                 continue;
             }
@@ -346,6 +427,9 @@ private:
     std::vector<uint32_t> m_ids;
     std::vector<Cell> m_cells;
     std::vector<Split> m_splits;
+    std::vector<uint32_t> m_pixels; // points made by this round's crossings
+    bool m_pixelPhase = false;
+    Box m_cell{0.0, 0.0, 0.0, 0.0}; // the cell whose pairs are being tested
     std::size_t m_work = 0;
     std::size_t m_workBound = 0;
 };

@@ -38,6 +38,11 @@ inline int Orient2d(double ax, double ay, double bx, double by, double cx, doubl
     const double bound = kBound * (std::fabs(left) + std::fabs(right));
     if (det > bound) return 1;
     if (det < -bound) return -1;
+    // Both products exactly zero: a difference of two floats rounds to zero
+    // only when it is zero, and their products cannot underflow, so one
+    // factor of each is zero and so is the determinant (collinear runs of
+    // axis-parallel segments, common in drawings).
+    if (left == 0.0 && right == 0.0) return 0;
     return Orient2dExact(ax, ay, bx, by, cx, cy);
 }
 
