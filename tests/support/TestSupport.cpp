@@ -9,6 +9,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <stdlib.h>
+
 namespace fs = std::filesystem;
 
 namespace kxtest {
@@ -22,6 +24,26 @@ std::string corpusDir()
     std::error_code ec;
     if (fs::is_directory(beside, ec)) return fs::canonical(beside, ec).string();
     return std::string();
+}
+
+TempDir::TempDir()
+{
+    std::string pattern = (fs::temp_directory_path() / "kxsvg-test-XXXXXX").string();
+    const char* made = ::mkdtemp(&pattern[0]);
+    m_path = made ? std::string(made) : std::string();
+}
+
+TempDir::~TempDir()
+{
+    std::error_code ec;
+    if (!m_path.empty()) fs::remove_all(m_path, ec);
+}
+
+bool writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
+    return static_cast<bool>(out);
 }
 
 std::vector<std::string> listSvgFiles(const std::string& dir)

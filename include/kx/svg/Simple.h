@@ -156,6 +156,10 @@ struct KXSVG_API SegmentResult {
 KXSVG_API SegmentResult Segment(const Node& node,
                                 const SegmentationOptions& options = SegmentationOptions::realSvg());
 
+/// Area covered by the primitive's fill triangles (the sum of their absolute
+/// areas, in squared document units); 0 for an outline without a fill.
+KXSVG_API double FillArea(const SegmentedPrimitive& primitive);
+
 // ------------------------------------------------------------------ transforms
 
 /// Matrices in the item tree's convention: row-major, points are columns
