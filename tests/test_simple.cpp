@@ -274,6 +274,68 @@ TEST(Simple, PathDataTextAndFaultPositions)
     }
 }
 
+TEST(Simple, SegmentGoesOnPastAFailedFillAndKeepsItsItems)
+{
+    // A rectangle, a bow tie (its outline crosses itself) and a circle, in a
+    // translated group that sets the fill.
+    const LoadResult loaded = LoadBytes(
+        "<svg xmlns=\"http://www.w3.org/2000/svg\"><g transform=\"translate(100 50)\" fill=\"#00ff00\">"
+        "<rect width=\"10\" height=\"4\"/><path d=\"M 0 0 L 10 10 L 10 0 L 0 10 Z\"/>"
+        "<g fill=\"none\"><circle r=\"3\"/></g></g><text x=\"1\" y=\"1\">t</text></svg>");
+    ASSERT_TRUE(loaded);
+    const auto& group = static_cast<const Node&>(*loaded.document->getChildren().front());
+    const ItemInterface* rect = group.getChildren().front().get();
+    const ItemInterface* bowTie = std::next(group.getChildren().begin())->get();
+
+    kxtest::LogCapture quiet;
+    SegmentationOptions plain;
+    plain.stopAtFirstFailedFill = false;
+    const SegmentResult goesOn = Segment(*loaded.document, plain);
+    EXPECT_FALSE(goesOn);
+    EXPECT_EQ(goesOn.failedFills, 1u);
+    ASSERT_EQ(goesOn.items.size(), 3u);
+    EXPECT_EQ(goesOn.items[0].item, rect);
+    EXPECT_EQ(goesOn.items[1].item, bowTie);
+    EXPECT_EQ(goesOn.items[2].item->getType(), ItemType::Circle);
+    EXPECT_EQ(std::vector<bool>({goesOn.items[0].primitive.fillFailed, goesOn.items[1].primitive.fillFailed,
+                                 goesOn.items[2].primitive.fillFailed}),
+              std::vector<bool>({false, true, false}));
+    EXPECT_FALSE(goesOn.items[1].primitive.points.empty());
+    for (const SegmentedItem& item : goesOn.items) EXPECT_TRUE(item.worldTransform == TranslateMatrix(100, 50));
+    EXPECT_EQ(goesOn.items[0].primitive.points.front(), Wm4::Vector2<float>(100, 50));
+    EXPECT_DOUBLE_EQ(FillArea(goesOn.items[0].primitive), 40.0);
+    EXPECT_EQ(FillArea(goesOn.items[2].primitive), 0.0); // fill="none"
+
+    SegmentationOptions stops = plain;
+    stops.stopAtFirstFailedFill = true;
+    EXPECT_EQ(Segment(*loaded.document, stops).items.size(), 2u);
+    // The default preset fills the bow tie as well.
+    const SegmentResult real = Segment(*loaded.document);
+    EXPECT_TRUE(real);
+    ASSERT_EQ(real.items.size(), 3u);
+    EXPECT_NEAR(FillArea(real.items[1].primitive), 50.0, 1e-3);
+
+    // ForEachItem sees every item with the world transform and cascaded
+    // attributes the segmenter used; a group's children can be skipped.
+    std::vector<const ItemInterface*> seen;
+    std::size_t checked = 0;
+    ForEachItem(*loaded.document, [&](const ItemInterface& item, const Wm4::Matrix3<float>& world,
+                                      const RenderingProperties& props) {
+        seen.push_back(&item);
+        for (const SegmentedItem& s : goesOn.items)
+            if (s.item == &item && !s.primitive.fillFailed) {
+                EXPECT_TRUE(world == s.worldTransform);
+                EXPECT_TRUE(props == s.primitive.properties);
+                ++checked;
+            }
+        return item.getType() != ItemType::Node || item.getRenderingProperties().fill != std::string("none");
+    });
+    EXPECT_EQ(checked, 1u); // the circle's group was skipped
+    ASSERT_EQ(seen.size(), 5u);
+    EXPECT_EQ(seen[0], &group);
+    EXPECT_EQ(seen[4]->getType(), ItemType::Text);
+}
+
 // The README shows the snippets under examples/snippets verbatim; each is a
 // program whose body takes at most five lines (CTest builds and runs them).
 TEST(Simple, ReadmeShowsTheSnippetsVerbatim)
