@@ -134,7 +134,11 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
         kx::svg::ComputeEstimatedBoundingBox(*result, box, nullptr, nullptr);
 
         if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
-            kx::svg::SegmenterVisitor segmenter(*node);
+            // The strict pass flattens with the defaults, the lenient one as
+            // real drawings are flattened (crossings resolved, going on past failures).
+            const kx::svg::SegmentationOptions segmentation =
+                lenient ? kx::svg::SegmentationOptions::realSvg() : kx::svg::SegmentationOptions();
+            kx::svg::SegmenterVisitor segmenter(*node, segmentation);
             for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
                 if (!primitive) continue;
                 for (unsigned int index : primitive->lineIndices)
@@ -295,8 +299,10 @@ inline uint32_t takeBytes(const uint8_t*& p, const uint8_t* end, int n)
 /// closed outline must cover exactly the outline's area. Layout: one byte of
 /// options (bit 0 fill rule, bit 1 the zero-length flag, bit 2 raw float
 /// coordinates instead of small grid ones, bit 3 closed chains built from
-/// the points in order instead of explicit index pairs), one byte giving the
-/// number of points, the coordinates, then the index pairs.
+/// the points in order instead of explicit index pairs, bit 4 crossings
+/// resolved through TriangulateFill, whose fill boundary must then enclose
+/// the same area), one byte giving the number of points, the coordinates,
+/// then the index pairs.
 inline int fuzzTriangulate(const uint8_t* data, size_t size)
 {
     if (size > kMaxInputSize || size < 2) return 0;
@@ -308,6 +314,7 @@ inline int fuzzTriangulate(const uint8_t* data, size_t size)
     const bool flag = (optionBits & 2) != 0;
     const bool rawFloats = (optionBits & 4) != 0;
     const bool chains = (optionBits & 8) != 0;
+    const bool resolve = (optionBits & 16) != 0;
     const size_t pointCount = *p++;
 
     std::vector<Wm4::Vector2<float>> points;
@@ -353,7 +360,27 @@ inline int fuzzTriangulate(const uint8_t* data, size_t size)
 
     std::vector<Wm4::Vector2<float>> outPoints;
     std::vector<unsigned int> outIndices;
-    if (!kx::TriangulatePoly(points, edges, outPoints, outIndices, rule, flag)) return 0;
+    double ringArea = 0.0;
+    if (resolve) {
+        kx::FillOptions options;
+        options.rule = rule;
+        options.skipZeroLengthSegments = flag;
+        std::string reason;
+        if (!kx::TriangulateFill(points, edges, outPoints, outIndices, options, &reason)) {
+            if (reason.empty()) fail("a refused fill gave no reason");
+            return 0;
+        }
+        std::vector<kx::FillRing> rings;
+        if (!kx::ComputeFillBoundary(points, edges, rings, options, &reason)) fail("a fill without its boundary");
+        for (const kx::FillRing& ring : rings)
+            for (size_t i = 0; i < ring.size(); ++i) {
+                const Wm4::Vector2<float>& a = ring[i];
+                const Wm4::Vector2<float>& b = ring[(i + 1) % ring.size()];
+                ringArea += 0.5 * (double(a.X()) * b.Y() - double(a.Y()) * b.X());
+            }
+    } else if (!kx::TriangulatePoly(points, edges, outPoints, outIndices, rule, flag)) {
+        return 0;
+    }
 
     for (unsigned int index : edges)
         if (index >= points.size()) fail("accepted an index pair outside the points");
@@ -374,6 +401,10 @@ inline int fuzzTriangulate(const uint8_t* data, size_t size)
         triangles += 0.5 * std::fabs(cross);
     }
     const double covered = coveredArea(points, edges, rule);
+    if (resolve && std::fabs(ringArea - triangles) > 1e-6 * triangles + 1e-6) {
+        std::fprintf(stderr, "rings %.9g, triangles %.9g\n", ringArea, triangles);
+        fail("the fill boundary encloses another area than the triangles");
+    }
     // Crossing points are rounded to floats by the triangulator: allow a
     // small relative slack plus an absolute one for slivers.
     if (triangles > covered * (1.0 + 1e-3) + 1e-2) {

@@ -30,21 +30,7 @@ RenderingProperties NoFill()
     return props;
 }
 
-// Sum of the (unsigned) areas of the fill triangles, in double precision.
-double FillArea(const SegmentedPrimitive& p)
-{
-    double area = 0;
-    EXPECT_EQ(p.triangleIndices.size() % 3, 0u);
-    for (std::size_t i = 0; i + 2 < p.triangleIndices.size(); i += 3) {
-        const unsigned int a = p.triangleIndices[i], b = p.triangleIndices[i + 1], c = p.triangleIndices[i + 2];
-        EXPECT_LT(std::max({a, b, c}), p.trianglePoints.size());
-        if (std::max({a, b, c}) >= p.trianglePoints.size()) return -1;
-        const Vec2 &pa = p.trianglePoints[a], &pb = p.trianglePoints[b], &pc = p.trianglePoints[c];
-        area += 0.5 * std::fabs((double(pb.X()) - pa.X()) * (double(pc.Y()) - pa.Y()) -
-                                (double(pb.Y()) - pa.Y()) * (double(pc.X()) - pa.X()));
-    }
-    return area;
-}
+using kxtest::FillArea;
 
 // Area of a regular n-gon inscribed in a circle of radius r.
 double PolygonArea(double r, int n) { return 0.5 * n * r * r * std::sin(2 * kPi / n); }

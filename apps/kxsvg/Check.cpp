@@ -98,7 +98,7 @@ int runCheck(const CheckArgs& args)
         LoadedDrawing drawing = loadFile(file, args.strict, args.preflight);
         result.loaded = drawing.loaded;
         if (drawing.loaded) {
-            Flattened flat = flatten(drawing.root);
+            Flattened flat = flatten(drawing.root, args.segmentation);
             result.fillFailures = flat.fillFailures;
         } else {
             result.reason = drawing.messages.empty() ? "load failed without a message"
@@ -133,6 +133,11 @@ int runCheck(const CheckArgs& args)
         std::stable_sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
         std::cout << "\nfailures by reason\n";
         for (const auto& [reason, count] : sorted) std::cout << std::setw(8) << count << "  " << reason << "\n";
+    }
+    if (filesWithFillFailures) {
+        std::cout << "\nfiles with failed fills\n";
+        for (const FileResult& r : results)
+            if (r.fillFailures) std::cout << std::setw(8) << r.fillFailures << "  " << r.path << "\n";
     }
     std::vector<const FileResult*> slowest;
     for (const FileResult& r : results) slowest.push_back(&r);

@@ -2,6 +2,8 @@
 #ifndef KXSVG_TOOL_COMMANDS_H
 #define KXSVG_TOOL_COMMANDS_H
 
+#include <kx/svg/SegmentationOptions.h>
+
 #include <string>
 #include <vector>
 
@@ -32,6 +34,7 @@ struct FlattenArgs {
     std::string format; ///< "json", "obj" or "svg"; empty: from the output's extension
     bool strict = false;
     bool preflight = false; ///< rewrite the input into the strict subset before loading
+    kx::svg::SegmentationOptions segmentation = kx::svg::SegmentationOptions::realSvg();
 };
 int runFlatten(const FlattenArgs& args);
 
@@ -43,6 +46,7 @@ struct RenderArgs {
     bool strict = false;
     bool preflight = false; ///< rewrite the input into the strict subset before loading
     std::string background; ///< empty: transparent
+    kx::svg::SegmentationOptions segmentation = kx::svg::SegmentationOptions::realSvg();
 };
 int runRender(const RenderArgs& args);
 
@@ -51,6 +55,7 @@ struct CheckArgs {
     bool strict = false;
     bool preflight = false; ///< rewrite the input into the strict subset before loading
     int slowest = 10;
+    kx::svg::SegmentationOptions segmentation = kx::svg::SegmentationOptions::realSvg();
 };
 int runCheck(const CheckArgs& args);
 

@@ -1,6 +1,8 @@
 // Common.cpp - input, loading, output and framing shared by the subcommands.
 #include "Common.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -62,30 +64,20 @@ bool writeOutput(const std::string& path, const std::string& bytes, std::string&
 LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight)
 {
     LoadedDrawing drawing;
+    kx::svg::PreflightResult preflighted;
     if (preflight) {
-        std::string rewritten;
-        kx::svg::PreflightReport report;
-        if (!kx::svg::PreflightSvg(bytes, kx::svg::PreflightOptions(), rewritten, report)) {
-            for (const kx::svg::PreflightEntry& entry : report.getEntries())
-                if (entry.change == kx::svg::PreflightChange::Failed)
-                    drawing.messages.push_back("preflight: " + entry.detail);
+        preflighted = kx::svg::PreflightBytes(bytes);
+        if (!preflighted) {
+            for (const std::string& message : preflighted.messages) drawing.messages.push_back("preflight: " + message);
             return drawing;
         }
-        return loadDrawing(rewritten, strict, false);
     }
-    kxIoDeviceByteContainerReadOnly device(bytes.data(), bytes.size());
     kx::svg::LoadOptions options;
     options.ignoreUnsupported = !strict;
-    const kx::svg::kxSvgIOManager* manager = kx::svg::kxSvgIOManager::get();
-    if (!manager) {
-        drawing.messages.push_back("the library is not initialised");
-        return drawing;
-    }
-    drawing.loaded = manager->loadSvg(drawing.root, device, "svg", nullptr, &options, &drawing.messages);
-    if (drawing.loaded && !drawing.root) {
-        drawing.loaded = false;
-        drawing.messages.push_back("the document holds no element");
-    }
+    kx::svg::LoadResult loaded = kx::svg::LoadBytes(preflight ? preflighted.text : bytes, options);
+    drawing.messages.assign(loaded.messages.begin(), loaded.messages.end());
+    drawing.loaded = static_cast<bool>(loaded);
+    drawing.root = std::move(loaded.document);
     return drawing;
 }
 
@@ -130,23 +122,79 @@ std::shared_ptr<const kx::svg::Node> asGroup(const kx::svg::ItemInterfacePointer
     return group;
 }
 
-Flattened flatten(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root)
+void addSegmentationFlags(CLI::App& command, SegmentationFlags& flags)
 {
-    static const std::string kFillFailure = "Shape cannot be rendered. Only its contour will be visible.";
+    const std::string group = "Segmentation (default: the real-SVG preset)";
+    command.add_flag("--library-defaults", flags.libraryDefaults,
+                     "Start from the library's default options (stop at the first failed fill, no crossing "
+                     "resolution); the flags below still apply")
+        ->group(group);
+    command
+        .add_option_function<std::string>(
+            "--fill-rule",
+            [&flags](const std::string& rule) {
+                flags.fillRule =
+                    rule == "nonzero" ? kx::TriangulationFillRule::NonZero : kx::TriangulationFillRule::EvenOdd;
+            },
+            "evenodd or nonzero (default evenodd)")
+        ->check(CLI::IsMember({"evenodd", "nonzero"}))
+        ->group(group);
+    command.add_flag("--no-resolve-crossings", flags.noResolveCrossings,
+                     "Do not split crossing outline segments: such fills fail")
+        ->group(group);
+    command.add_flag("--stop-at-first-failure", flags.stopAtFirstFailure,
+                     "Segment nothing after the first fill that fails")
+        ->group(group);
+    command.add_flag("--no-cleanup", flags.noCleanup, "Fill the contours without cleaning them first")->group(group);
+    const auto count = [&command, &group](const std::string& name, std::optional<unsigned int>& target,
+                                          const std::string& help) {
+        command
+            .add_option_function<unsigned int>(
+                name, [slot = &target](const unsigned int& value) { *slot = value; }, help)
+            ->check(CLI::Range(1u, 4096u))
+            ->group(group);
+    };
+    count("--bezier-leaves", flags.bezierLeaves, "At most N leaves per cubic Bezier curve (default 32)");
+    count("--arc-pieces", flags.arcPieces, "Pieces per elliptical arc of a path (default 32)");
+    count("--circle-pieces", flags.circlePieces, "Pieces per circle (default 32)");
+    command
+        .add_option_function<float>(
+            "--bezier-tolerance", [&flags](const float& value) { flags.bezierTolerance = value; },
+            "Stop splitting a curve once no leaf's error exceeds X, from -1 to 1 (default -0.999)")
+        ->check(CLI::Range(-1.0f, 1.0f))
+        ->group(group);
+}
+
+kx::svg::SegmentationOptions segmentationOptions(const SegmentationFlags& flags)
+{
+    kx::svg::SegmentationOptions options =
+        flags.libraryDefaults ? kx::svg::SegmentationOptions() : kx::svg::SegmentationOptions::realSvg();
+    if (flags.fillRule) options.fillRule = *flags.fillRule;
+    if (flags.noResolveCrossings) options.resolveCrossings = false;
+    if (flags.stopAtFirstFailure) options.stopAtFirstFailedFill = true;
+    if (flags.noCleanup) options.cleanupContours = false;
+    if (flags.bezierLeaves) options.bezierMaxLeaves = *flags.bezierLeaves;
+    if (flags.bezierTolerance) options.bezierTolerance = *flags.bezierTolerance;
+    if (flags.arcPieces) options.arcPieces = *flags.arcPieces;
+    if (flags.circlePieces) options.circlePieces = *flags.circlePieces;
+    return options;
+}
+
+Flattened flatten(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root,
+                  const kx::svg::SegmentationOptions& options)
+{
     Flattened result;
-    // Fill failures are reported through the log; count them while segmenting.
-    int failures = 0;
-    kxLog::setSink([&failures](int, const std::string&, const std::string& message) {
-        if (message == kFillFailure) ++failures;
-    });
+    // The visitor counts failed fills itself; its log messages would only
+    // repeat them, once per shape.
+    kxLog::setSink([](int, const std::string&, const std::string&) {});
     {
         std::shared_ptr<const kx::svg::Node> group = asGroup(root);
-        kx::svg::SegmenterVisitor visitor(*group);
+        kx::svg::SegmenterVisitor visitor(*group, options);
         result.primitives = std::move(visitor.getSegmentedPrimitives());
         result.hasError = visitor.hasError();
+        result.fillFailures = static_cast<int>(visitor.getFailedFillCount());
     }
     kxLog::setSink(nullptr);
-    result.fillFailures = failures;
     return result;
 }
 

@@ -6,9 +6,14 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace kxsvg {
 
@@ -42,7 +47,7 @@ struct LoadedDrawing {
     bool loaded = false;
 };
 
-/// Loads SVG bytes whatever the file name says (strict: unsupported content fails the load).
+/// Loads SVG bytes, plain or gzip-compressed, whatever the file name says (strict: unsupported content fails the load).
 /// With `preflight` the bytes are first rewritten into the strict subset; a failed
 /// rewrite gives loaded false with the rewrite's messages.
 LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight = false);
@@ -58,13 +63,37 @@ bool drawingFrame(const kx::svg::ItemInterface& root, kx::svg::BoundingBox& fram
 /// else a new group holding it.
 std::shared_ptr<const kx::svg::Node> asGroup(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root);
 
+/// The segmentation flags of a subcommand as given on the command line;
+/// absent values leave the starting options alone.
+struct SegmentationFlags {
+    bool libraryDefaults = false; ///< start from the library's defaults instead of the real-SVG preset
+    bool noResolveCrossings = false;
+    bool stopAtFirstFailure = false;
+    bool noCleanup = false;
+    std::optional<kx::TriangulationFillRule> fillRule;
+    std::optional<unsigned int> bezierLeaves;
+    std::optional<float> bezierTolerance;
+    std::optional<unsigned int> arcPieces;
+    std::optional<unsigned int> circlePieces;
+};
+
+/// Adds --fill-rule, --no-resolve-crossings, --stop-at-first-failure,
+/// --no-cleanup, --bezier-leaves, --bezier-tolerance, --arc-pieces,
+/// --circle-pieces and --library-defaults to `command`, writing into `flags`.
+void addSegmentationFlags(CLI::App& command, SegmentationFlags& flags);
+
+/// The options the flags choose: `SegmentationOptions::realSvg()`, or the
+/// default options with --library-defaults, then every other flag given.
+kx::svg::SegmentationOptions segmentationOptions(const SegmentationFlags& flags);
+
 /// Flattens a drawing and counts the fills that could not be triangulated.
 struct Flattened {
     std::list<std::shared_ptr<kx::svg::SegmentedPrimitive>> primitives;
     bool hasError = false;
     int fillFailures = 0;
 };
-Flattened flatten(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root);
+Flattened flatten(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root,
+                  const kx::svg::SegmentationOptions& options);
 
 /// Shortest text that reads back as the same float, in the classic locale.
 std::string formatNumber(float value);

@@ -33,6 +33,7 @@ nlohmann::json toJson(const Flattened& flat, const kx::svg::BoundingBox* frame)
         p["segments"] = std::move(segments);
         p["trianglePoints"] = std::move(trianglePoints);
         p["triangles"] = std::move(triangles);
+        p["fillFailed"] = primitive->fillFailed;
         p["fill"] = props.hasFill() ? colorJson(props.parseFillColor()) : nlohmann::json(nullptr);
         p["stroke"] = props.hasStroke() ? colorJson(props.parseStrokeColor()) : nlohmann::json(nullptr);
         p["strokeWidth"] = props.strokeWidth ? *props.strokeWidth : 1.0f;
@@ -137,7 +138,7 @@ int runFlatten(const FlattenArgs& args)
     for (const std::string& message : drawing.messages) std::cerr << args.input << ": " << message << "\n";
     if (!drawing.loaded) return ExitFailed;
 
-    Flattened flat = flatten(drawing.root);
+    Flattened flat = flatten(drawing.root, args.segmentation);
     kx::svg::BoundingBox frame;
     bool hasFrame = drawingFrame(*drawing.root, frame);
 

@@ -93,7 +93,7 @@ int runRender(const RenderArgs& args)
         std::cerr << "kxsvg: '" << args.input << "' has no view box and no measurable content\n";
         return ExitFailed;
     }
-    Flattened flat = flatten(drawing.root);
+    Flattened flat = flatten(drawing.root, args.segmentation);
 
     double scale = args.width / double(frame.getWidth());
     int height = static_cast<int>(std::ceil(frame.getHeight() * scale));

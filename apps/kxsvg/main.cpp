@@ -44,6 +44,8 @@ int main(int argc, char** argv)
         ->check(CLI::IsMember({"json", "obj", "svg"}));
     flattenCmd->add_flag("--strict", flat.strict, "Fail on unsupported elements and attributes");
     flattenCmd->add_flag("--preflight", flat.preflight, "Rewrite the input into the strict subset before loading");
+    SegmentationFlags flattenSegmentation;
+    addSegmentationFlags(*flattenCmd, flattenSegmentation);
 
     RenderArgs render;
     CLI::App* renderCmd = app.add_subcommand("render", "Draw the segmented primitives into a PNG");
@@ -54,6 +56,8 @@ int main(int argc, char** argv)
     renderCmd->add_option("--background", render.background, "Background colour (default transparent)");
     renderCmd->add_flag("--strict", render.strict, "Fail on unsupported elements and attributes");
     renderCmd->add_flag("--preflight", render.preflight, "Rewrite the input into the strict subset before loading");
+    SegmentationFlags renderSegmentation;
+    addSegmentationFlags(*renderCmd, renderSegmentation);
 
     CheckArgs check;
     CLI::App* checkCmd = app.add_subcommand("check", "Load and segment every SVG under files and folders");
@@ -61,6 +65,8 @@ int main(int argc, char** argv)
     checkCmd->add_flag("--strict", check.strict, "Fail on unsupported elements and attributes");
     checkCmd->add_option("--slowest", check.slowest, "How many of the slowest files to list (default 10)");
     checkCmd->add_flag("--preflight", check.preflight, "Rewrite the input into the strict subset before loading");
+    SegmentationFlags checkSegmentation;
+    addSegmentationFlags(*checkCmd, checkSegmentation);
 
     PreflightArgs pre;
     CLI::App* preflightCmd =
@@ -80,6 +86,9 @@ int main(int argc, char** argv)
         int code = app.exit(e);
         return code == 0 ? ExitOk : ExitUsage;
     }
+    flat.segmentation = segmentationOptions(flattenSegmentation);
+    render.segmentation = segmentationOptions(renderSegmentation);
+    check.segmentation = segmentationOptions(checkSegmentation);
 
     try {
         LibraryScope library;

@@ -23,16 +23,16 @@ double FillArea(const SegmentedPrimitive& primitive)
 {
     const std::vector<Wm4::Vector2<float>>& p = primitive.trianglePoints;
     const std::vector<unsigned int>& t = primitive.triangleIndices;
-    double twice = 0.0;
+    double area = 0.0;
     for (std::size_t i = 0; i + 2 < t.size(); i += 3) {
         if (t[i] >= p.size() || t[i + 1] >= p.size() || t[i + 2] >= p.size()) continue;
         const Wm4::Vector2<float>& a = p[t[i]];
         const Wm4::Vector2<float>& b = p[t[i + 1]];
         const Wm4::Vector2<float>& c = p[t[i + 2]];
-        twice += std::fabs((double(b.X()) - a.X()) * (double(c.Y()) - a.Y()) -
-                           (double(c.X()) - a.X()) * (double(b.Y()) - a.Y()));
+        area += 0.5 * std::fabs((double(b.X()) - a.X()) * (double(c.Y()) - a.Y()) -
+                                (double(b.Y()) - a.Y()) * (double(c.X()) - a.X()));
     }
-    return twice / 2.0;
+    return area;
 }
 
 } // namespace svg

@@ -2,9 +2,13 @@
 #ifndef KX_SVG_SEGMENT_SEGMENTATIONCOMMON_H
 #define KX_SVG_SEGMENT_SEGMENTATIONCOMMON_H
 
+#include <kx/svg/Segmentation.h>
+#include <kx/svg/SegmentationOptions.h>
+
 #include <Wm4/Wm4Vector2.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace kx {
@@ -59,13 +63,38 @@ inline void AppendChainIndices(std::vector<unsigned int>& lineIndices, uint64_t 
 bool CloseOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& indices,
                      std::vector<unsigned int>& closed);
 
-/// The even-odd fill of an outline in item coordinates, as every segmented
-/// shape gets it: the contour is cleaned (`lineIndices` changes in place),
-/// open chains get their closing pairs, and the result is triangulated.
+/// The fill of an outline in item coordinates, as every segmented shape gets
+/// it: the contour is cleaned (`lineIndices` changes in place) unless
+/// `options.cleanupContours` is off, open chains get their closing pairs, and
+/// the result is triangulated by `options.fillRule`, through
+/// `kx::TriangulateFill` when `options.resolveCrossings` is on and
+/// `kx::TriangulatePoly` otherwise. Only the fill fields of `options` are read.
 /// False, with empty outputs, when the fill cannot be triangulated. Logs nothing.
 bool TriangulateOutlineFill(std::vector<Wm4::Vector2<float>>& points, std::vector<unsigned int>& lineIndices,
                             std::vector<Wm4::Vector2<float>>& trianglePoints,
-                            std::vector<unsigned int>& triangleIndices);
+                            std::vector<unsigned int>& triangleIndices,
+                            const SegmentationOptions& options = SegmentationOptions());
+
+/// `SegmentedPrimitive::FromContour` with the fill settings of `options`.
+SegmentedPrimitive FromContour(std::vector<Wm4::Vector2<float>>&& points, std::vector<unsigned int>&& lineIndices,
+                               const Wm4::Matrix3<float>* transform, const RenderingProperties* props,
+                               const SegmentationOptions& options, bool* fillFailed);
+
+/// The shape segmenters with every setting taken from `options`: circles get
+/// `circlePieces` points, cubics at most `bezierMaxLeaves` leaves with
+/// `bezierTolerance`, arcs `arcPieces` pieces, and fills follow the fill
+/// settings. The public functions of the same names are these with the
+/// default options and their explicit counts.
+std::shared_ptr<SegmentedPrimitive> SegmentRect(const Rect& rect, const Wm4::Matrix3<float>* transform,
+                                                const RenderingProperties* props, const SegmentationOptions& options,
+                                                bool* fillFailed);
+std::shared_ptr<SegmentedPrimitive> SegmentCircle(const Circle& circle, const Wm4::Matrix3<float>* transform,
+                                                  const RenderingProperties* props,
+                                                  const SegmentationOptions& options, bool* fillFailed);
+std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, const Wm4::Matrix3<float>* transform,
+                                                const RenderingProperties* props,
+                                                SegmentationUtils::BezierSegmentationWorkspace* workspace,
+                                                const SegmentationOptions& options, bool* fillFailed);
 
 } // namespace impl
 } // namespace svg

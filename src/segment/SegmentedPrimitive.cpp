@@ -92,28 +92,31 @@ bool CloseOpenChains(const std::vector<Wm4::Vector2<float>>& points, const std::
 
 bool TriangulateOutlineFill(std::vector<Wm4::Vector2<float>>& points, std::vector<unsigned int>& lineIndices,
                             std::vector<Wm4::Vector2<float>>& trianglePoints,
-                            std::vector<unsigned int>& triangleIndices) {
-    CleanupContour(points, lineIndices);
+                            std::vector<unsigned int>& triangleIndices, const SegmentationOptions& options) {
+    if (options.cleanupContours) CleanupContour(points, lineIndices);
     std::vector<unsigned int> closedIndices;
     const bool reclosed = CloseOpenChains(points, lineIndices, closedIndices);
-    return TriangulatePoly(points, reclosed ? closedIndices : lineIndices, trianglePoints, triangleIndices,
-                           TriangulationFillRule::EvenOdd, true);
+    const std::vector<unsigned int>& edges = reclosed ? closedIndices : lineIndices;
+    if (!options.resolveCrossings)
+        return TriangulatePoly(points, edges, trianglePoints, triangleIndices, options.fillRule, true);
+    FillOptions fill;
+    fill.rule = options.fillRule;
+    fill.resolveCrossings = true;
+    fill.skipZeroLengthSegments = true;
+    return TriangulateFill(points, edges, trianglePoints, triangleIndices, fill);
 }
 
-} // namespace impl
-
-SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<float>>&& points,
-                                                   std::vector<unsigned int>&& lineIndices,
-                                                   const Wm4::Matrix3<float>* transform,
-                                                   const RenderingProperties* props, bool* fillFailed) {
+SegmentedPrimitive FromContour(std::vector<Wm4::Vector2<float>>&& points, std::vector<unsigned int>&& lineIndices,
+                               const Wm4::Matrix3<float>* transform, const RenderingProperties* props,
+                               const SegmentationOptions& options, bool* fillFailed) {
     if (fillFailed) *fillFailed = false;
     SegmentedPrimitive primitive;
 
     const bool wantFill = (props == nullptr || props->hasFill()) && (lineIndices.size() % 2) == 0;
     if (wantFill) {
         // The fill is computed in the item's own coordinates; the affine map below keeps it valid.
-        if (!impl::TriangulateOutlineFill(points, lineIndices, primitive.trianglePoints,
-                                          primitive.triangleIndices)) {
+        if (!TriangulateOutlineFill(points, lineIndices, primitive.trianglePoints, primitive.triangleIndices,
+                                    options)) {
             primitive.trianglePoints.clear();
             primitive.triangleIndices.clear();
             primitive.fillFailed = true;
@@ -130,6 +133,16 @@ SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<floa
         transformPoints(primitive.trianglePoints, *transform);
     }
     return primitive;
+}
+
+} // namespace impl
+
+SegmentedPrimitive SegmentedPrimitive::FromContour(std::vector<Wm4::Vector2<float>>&& points,
+                                                   std::vector<unsigned int>&& lineIndices,
+                                                   const Wm4::Matrix3<float>* transform,
+                                                   const RenderingProperties* props, bool* fillFailed) {
+    return impl::FromContour(std::move(points), std::move(lineIndices), transform, props, SegmentationOptions(),
+                             fillFailed);
 }
 
 } // namespace svg

@@ -110,21 +110,24 @@ std::shared_ptr<SegmentedPrimitive> SegmentLine(const Line& line, const Wm4::Mat
     return MakePrimitive(std::move(result));
 }
 
+namespace impl {
+
 std::shared_ptr<SegmentedPrimitive> SegmentRect(const Rect& rect, const Wm4::Matrix3<float>* transform,
-                                                const RenderingProperties* props, bool* fillFailed)
+                                                const RenderingProperties* props, const SegmentationOptions& options,
+                                                bool* fillFailed)
 {
     const float x = rect.getPosition().X(), y = rect.getPosition().Y();
     const float w = rect.getSize().X(), h = rect.getSize().Y();
     std::vector<Vec2> points{Vec2(x, y), Vec2(x + w, y), Vec2(x + w, y + h), Vec2(x, y + h)};
     std::vector<unsigned int> indices{0, 1, 1, 2, 2, 3, 3, 0};
-    return MakePrimitive(
-        SegmentedPrimitive::FromContour(std::move(points), std::move(indices), transform, props, fillFailed));
+    return MakePrimitive(FromContour(std::move(points), std::move(indices), transform, props, options, fillFailed));
 }
 
-std::shared_ptr<SegmentedPrimitive> SegmentCircle(const Circle& circle, unsigned int count, float /*tolerance*/,
-                                                  const Wm4::Matrix3<float>* transform,
-                                                  const RenderingProperties* props, bool* fillFailed)
+std::shared_ptr<SegmentedPrimitive> SegmentCircle(const Circle& circle, const Wm4::Matrix3<float>* transform,
+                                                  const RenderingProperties* props,
+                                                  const SegmentationOptions& options, bool* fillFailed)
 {
+    const unsigned int count = options.circlePieces;
     std::vector<Vec2> points;
     std::vector<unsigned int> indices;
     points.reserve(count);
@@ -144,15 +147,13 @@ std::shared_ptr<SegmentedPrimitive> SegmentCircle(const Circle& circle, unsigned
         indices.push_back(count - 1);
         indices.push_back(0);
     }
-    return MakePrimitive(
-        SegmentedPrimitive::FromContour(std::move(points), std::move(indices), transform, props, fillFailed));
+    return MakePrimitive(FromContour(std::move(points), std::move(indices), transform, props, options, fillFailed));
 }
 
-std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, unsigned int maxJobs, float tolerance,
-                                                const Wm4::Matrix3<float>* transform,
+std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, const Wm4::Matrix3<float>* transform,
                                                 const RenderingProperties* props,
                                                 SegmentationUtils::BezierSegmentationWorkspace* workspace,
-                                                bool* fillFailed)
+                                                const SegmentationOptions& options, bool* fillFailed)
 {
     std::unique_ptr<SegmentationUtils::BezierSegmentationWorkspace> localWorkspace;
     if (!workspace) {
@@ -175,12 +176,12 @@ std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, unsigned int m
             case PathPrimitive::BezierCubicKind: {
                 const PathBezierCubic& cubic = static_cast<const PathBezierCubic&>(*primitive);
                 SegmentationUtils::DeCasteljauSegmentBezier(*workspace, cubic.getCurve(), contour, startsChain,
-                                                            maxJobs, tolerance);
+                                                            options.bezierMaxLeaves, options.bezierTolerance);
                 break;
             }
             case PathPrimitive::EllipticalArcKind:
-                AppendPathArc(contour, static_cast<const PathEllipticalArc&>(*primitive), startsChain, maxJobs,
-                              tolerance);
+                AppendPathArc(contour, static_cast<const PathEllipticalArc&>(*primitive), startsChain,
+                              options.arcPieces, options.bezierTolerance);
                 break;
             default:
                 break;
@@ -188,8 +189,41 @@ std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, unsigned int m
         });
     visitor.visit();
 
-    return MakePrimitive(SegmentedPrimitive::FromContour(std::move(contour.points), std::move(contour.lineIndices),
-                                                         transform, props, fillFailed));
+    return MakePrimitive(FromContour(std::move(contour.points), std::move(contour.lineIndices), transform, props,
+                                     options, fillFailed));
+}
+
+} // namespace impl
+
+// The public segmenters are the option-taking ones with the default fill and
+// the caller's explicit counts.
+
+std::shared_ptr<SegmentedPrimitive> SegmentRect(const Rect& rect, const Wm4::Matrix3<float>* transform,
+                                                const RenderingProperties* props, bool* fillFailed)
+{
+    return impl::SegmentRect(rect, transform, props, SegmentationOptions(), fillFailed);
+}
+
+std::shared_ptr<SegmentedPrimitive> SegmentCircle(const Circle& circle, unsigned int count, float /*tolerance*/,
+                                                  const Wm4::Matrix3<float>* transform,
+                                                  const RenderingProperties* props, bool* fillFailed)
+{
+    SegmentationOptions options;
+    options.circlePieces = count;
+    return impl::SegmentCircle(circle, transform, props, options, fillFailed);
+}
+
+std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, unsigned int maxJobs, float tolerance,
+                                                const Wm4::Matrix3<float>* transform,
+                                                const RenderingProperties* props,
+                                                SegmentationUtils::BezierSegmentationWorkspace* workspace,
+                                                bool* fillFailed)
+{
+    SegmentationOptions options;
+    options.bezierMaxLeaves = maxJobs;
+    options.arcPieces = maxJobs;
+    options.bezierTolerance = tolerance;
+    return impl::SegmentPath(path, transform, props, workspace, options, fillFailed);
 }
 
 } // namespace svg

@@ -2,6 +2,8 @@
 #ifndef KX_TRIANGULATE_TRAPEZOIDREPRESENTATION_H
 #define KX_TRIANGULATE_TRAPEZOIDREPRESENTATION_H
 
+#include "ExactPredicates.h"
+
 #include <cstdint>
 #include <vector>
 
@@ -41,11 +43,9 @@ struct VertexSet {
 };
 
 /// Sign of the cross product (b - a) x (c - a): > 0 when c lies left of a->b.
-/// Coordinates are single-precision values, so the differences and products
-/// below are exact in double for all but extreme magnitude spreads.
+/// Exact for the single-precision coordinates the map is built from.
 inline int OrientSign(double ax, double ay, double bx, double by, double cx, double cy) {
-    const double v = (bx - ax) * (cy - ay) - (by - ay) * (cx - ax);
-    return (v > 0.0) - (v < 0.0);
+    return Orient2d(ax, ay, bx, by, cx, cy);
 }
 
 inline int VertexSet::orient(uint32_t a, uint32_t b, uint32_t c) const {

@@ -10,7 +10,14 @@
 //    segments and diagonals cut the inside into x-monotone polygons.
 // 4. The faces of that planar graph are traced and each inside face is
 //    triangulated by the linear stack algorithm for monotone polygons.
-#include "TrapezoidRepresentation.h"
+//
+// Outlines that cross themselves first go through ResolveCrossings, which
+// splits the segments where they meet; the rest is the same. The fill's
+// boundary comes from the same map: the segments with the inside on one side
+// only, traced into rings.
+#include "Triangulator.h"
+
+#include "CrossingResolver.h"
 
 #include <kx/svg/Triangulate.h>
 
@@ -27,62 +34,7 @@ constexpr uint32_t kSeed = 0x5eed1234u;
 constexpr std::size_t kMaxRebuilds = 256;
 constexpr std::size_t kMaxRebuildWork = std::size_t(1) << 24; // segments inserted over all rebuilds
 
-struct InputEdge {
-    uint64_t key; // (low vertex << 32) | high vertex
-    int32_t delta;
-};
-
-struct GraphEdge {
-    uint32_t a;
-    uint32_t b;
-    uint32_t segment; // kNone for a diagonal
-};
-
-class Triangulator {
-public:
-    Triangulator(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edgeIndices,
-                 TriangulationFillRule rule, bool flag)
-        : m_points(points), m_edgeIndices(edgeIndices), m_rule(rule), m_flag(flag) {}
-
-    void run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices);
-
-private:
-    void rankVertices();
-    void closeNearlyClosedChains();
-    void collectSegments();
-    void mergeSegments(std::vector<InputEdge>& edges);
-    void splitSegment(uint32_t left, uint32_t right);
-    void buildFaces();
-    void traceFaces();
-    void emitPolygon(const uint32_t* poly, std::size_t count);
-    void emitTriangle(uint32_t a, uint32_t b, uint32_t c);
-    bool insideLeftOf(uint32_t halfEdge) const;
-
-    const std::vector<Wm4::Vector2<float>>& m_points;
-    const std::vector<unsigned int>& m_edgeIndices;
-    TriangulationFillRule m_rule;
-    bool m_flag;
-
-    std::vector<uint32_t> m_rankOf;         // input index -> vertex rank (kNone when unused)
-    std::vector<uint32_t> m_representative; // vertex rank -> first input index with those coordinates
-    VertexSet m_vertices;
-    std::vector<MapSegment> m_segments;
-    const TrapezoidRepresentation* m_map = nullptr;
-
-    std::vector<GraphEdge> m_graph;
-    std::vector<uint32_t> m_outStart; // per vertex, into m_outList (CSR)
-    std::vector<uint32_t> m_outList;  // half-edges sorted by angle around their origin
-    std::vector<uint32_t> m_position; // half-edge -> index in m_outList
-
-    std::vector<uint8_t> m_visited; // face tracing: half-edges done
-    std::vector<uint32_t> m_cycle;  // face tracing: vertices of the current face
-    std::vector<uint32_t> m_open;   // face tracing: the simple piece being cut out
-    std::vector<uint32_t> m_slot;   // face tracing: vertex -> position in m_open
-    std::vector<uint32_t> m_triangles; // vertex ranks, three per triangle
-    std::vector<uint32_t> m_sorted;    // scratch for the monotone sweep
-    std::vector<uint8_t> m_chain;
-    std::vector<uint32_t> m_stack;
-};
+} // namespace
 
 void Triangulator::rankVertices() {
     struct Keyed {
@@ -225,6 +177,57 @@ void Triangulator::collectSegments() {
     mergeSegments(edges);
 }
 
+// Splits the segments where they cross, touch or overlap, then ranks the old
+// and new vertices together and merges the pieces that coincide.
+void Triangulator::resolveCrossings() {
+    std::vector<VertexSet::Coordinates> points = m_vertices.at;
+    std::vector<ArrangementSegment> pieces;
+    pieces.reserve(m_segments.size());
+    for (const MapSegment& s : m_segments) pieces.push_back(ArrangementSegment{s.left, s.right, s.delta});
+    ResolveCrossings(points, pieces);
+
+    const uint32_t oldCount = static_cast<uint32_t>(m_vertices.at.size());
+    const uint32_t count = static_cast<uint32_t>(points.size());
+    std::vector<uint32_t> order(count);
+    for (uint32_t i = 0; i < count; ++i) order[i] = i;
+    // Old vertices are sorted already; only the new ones need placing.
+    std::sort(order.begin() + oldCount, order.end(), [&](uint32_t a, uint32_t b) {
+        return points[a].x < points[b].x || (points[a].x == points[b].x && points[a].y < points[b].y);
+    });
+    std::inplace_merge(order.begin(), order.begin() + oldCount, order.end(), [&](uint32_t a, uint32_t b) {
+        return points[a].x < points[b].x || (points[a].x == points[b].x && points[a].y < points[b].y);
+    });
+    std::vector<uint32_t> rankOf(count);
+    std::vector<uint32_t> representative(count);
+    m_addedOf.assign(count, kNone);
+    m_added.clear();
+    m_vertices.at.resize(count);
+    for (uint32_t r = 0; r < count; ++r) {
+        const uint32_t i = order[r];
+        rankOf[i] = r;
+        m_vertices.at[r] = points[i];
+        if (i < oldCount) {
+            representative[r] = m_representative[i];
+        } else {
+            representative[r] = kNone;
+            m_addedOf[r] = static_cast<uint32_t>(m_added.size());
+            m_added.push_back(Wm4::Vector2<float>(static_cast<float>(points[i].x), static_cast<float>(points[i].y)));
+        }
+    }
+    m_representative.swap(representative);
+
+    std::vector<InputEdge> edges;
+    edges.reserve(pieces.size());
+    for (const ArrangementSegment& p : pieces)
+        edges.push_back(InputEdge{(uint64_t(rankOf[p.a]) << 32) | rankOf[p.b], p.delta});
+    mergeSegments(edges);
+}
+
+Wm4::Vector2<float> Triangulator::outputPoint(uint32_t vertex) const {
+    if (!m_addedOf.empty() && m_addedOf[vertex] != kNone) return m_added[m_addedOf[vertex]];
+    return m_points[m_representative[vertex]];
+}
+
 // Combines repeated segments: their winding contributions add up (and cancel
 // out when they run both ways, or under even-odd when they come in pairs).
 void Triangulator::mergeSegments(std::vector<InputEdge>& edges) {
@@ -277,6 +280,10 @@ void Triangulator::splitSegment(uint32_t left, uint32_t right) {
     mergeSegments(edges);
 }
 
+bool Triangulator::insideOf(const Trapezoid& t) const {
+    return m_rule == TriangulationFillRule::EvenOdd ? (t.winding & 1) != 0 : t.winding != 0;
+}
+
 bool Triangulator::insideLeftOf(uint32_t halfEdge) const {
     const GraphEdge& e = m_graph[halfEdge >> 1];
     if (e.segment == kNone) return true; // diagonals only run through inside trapezoids
@@ -286,21 +293,17 @@ bool Triangulator::insideLeftOf(uint32_t halfEdge) const {
     // Walking rightwards, the face on the left lies above the segment.
     const uint32_t trap = (from < to) ? m_map->trapezoidAbove(e.segment) : m_map->trapezoidBelow(e.segment);
     if (trap == kNone) FailTriangulation();
-    const int32_t w = m_map->trapezoids()[trap].winding;
-    return m_rule == TriangulationFillRule::EvenOdd ? (w & 1) != 0 : w != 0;
+    return insideOf(m_map->trapezoids()[trap]);
 }
 
 void Triangulator::buildFaces() {
     const auto& traps = m_map->trapezoids();
-    const bool evenOdd = m_rule == TriangulationFillRule::EvenOdd;
     m_graph.clear();
     m_graph.reserve(m_segments.size() * 2);
     for (uint32_t s = 0; s < m_segments.size(); ++s)
         m_graph.push_back(GraphEdge{m_segments[s].left, m_segments[s].right, s});
     for (const Trapezoid& t : traps) {
-        if (t.node == kNone) continue;
-        const bool inside = evenOdd ? (t.winding & 1) != 0 : t.winding != 0;
-        if (!inside) continue;
+        if (t.node == kNone || !insideOf(t)) continue;
         if (t.top == kNone || t.bottom == kNone || t.leftp == kNone || t.rightp == kNone) FailTriangulation();
         const MapSegment& top = m_segments[t.top];
         const MapSegment& bottom = m_segments[t.bottom];
@@ -313,7 +316,11 @@ void Triangulator::buildFaces() {
         // region it would break, so each piece left is x-monotone (Seidel).
         m_graph.push_back(GraphEdge{t.leftp, t.rightp, kNone});
     }
+    sortAroundVertices();
+}
 
+// Lists the half-edges of m_graph leaving each vertex in counter-clockwise order.
+void Triangulator::sortAroundVertices() {
     const std::size_t vertexCount = m_representative.size();
     const std::size_t halfCount = m_graph.size() * 2;
     m_outStart.assign(vertexCount + 1, 0);
@@ -346,7 +353,7 @@ void Triangulator::buildFaces() {
         const bool upper1 = dy1 > 0.0 || (dy1 == 0.0 && dx1 > 0.0);
         const bool upper2 = dy2 > 0.0 || (dy2 == 0.0 && dx2 > 0.0);
         if (upper1 != upper2) return upper1;
-        return dx1 * dy2 - dy1 * dx2 > 0.0;
+        return v.orient(f1, t1, t2) > 0; // both leave f1 == f2
     };
     for (std::size_t vtx = 0; vtx < vertexCount; ++vtx) {
         auto first = m_outList.begin() + m_outStart[vtx];
@@ -518,14 +525,14 @@ void Triangulator::emitPolygon(const uint32_t* poly, std::size_t count) {
     if (std::fabs(triangleArea - polygonArea) > 1e-9 * magnitude) FailTriangulation();
 }
 
-void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices) {
+bool Triangulator::buildMap(TrapezoidRepresentation& map) {
     if (m_edgeIndices.size() % 2 != 0) FailTriangulation();
     if (m_points.size() > 0xfffffffeu) FailTriangulation();
     rankVertices();
     collectSegments();
-    if (m_segments.empty()) return;
+    if (m_resolveCrossings && !m_segments.empty()) resolveCrossings();
+    if (m_segments.empty()) return false;
 
-    TrapezoidRepresentation map(m_vertices, m_segments);
     // Outlines touching inside a segment are found while building; the segment
     // is then cut there and the map rebuilt. Real drawings have few such
     // contacts; a pathological number of them is refused.
@@ -537,9 +544,42 @@ void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<
             // Each rebuild costs a full construction: bound the total work too.
             if (attempt >= kMaxRebuilds || attempt * m_segments.size() > kMaxRebuildWork) FailTriangulation();
             splitSegment(split.left, split.right);
-            if (m_segments.empty()) return;
+            if (m_segments.empty()) return false;
         }
     }
+    if (m_resolveCrossings) keepBoundarySegments(map);
+    return !m_segments.empty();
+}
+
+// Once crossings are split, overlapping outlines leave segments with the
+// inside on both sides (winding 1 against 2 under non-zero, say). They bound
+// nothing, and the faces they cut need not be monotone pieces; the map is
+// built again from the segments that bound the fill, each carrying the
+// winding step 0 <-> 1, so that either rule then gives the same region.
+void Triangulator::keepBoundarySegments(TrapezoidRepresentation& map) {
+    std::vector<InputEdge> edges;
+    edges.reserve(m_segments.size());
+    bool dropped = false;
+    for (uint32_t s = 0; s < m_segments.size(); ++s) {
+        const uint32_t above = map.trapezoidAbove(s), below = map.trapezoidBelow(s);
+        if (above == kNone || below == kNone) FailTriangulation();
+        const bool insideAbove = insideOf(map.trapezoids()[above]);
+        const bool insideBelow = insideOf(map.trapezoids()[below]);
+        // Under even-odd every segment left steps between inside and outside.
+        const bool unitStep =
+            m_rule == TriangulationFillRule::EvenOdd || m_segments[s].delta == (insideAbove ? 1 : -1);
+        if (insideAbove == insideBelow || !unitStep) dropped = true;
+        if (insideAbove == insideBelow) continue;
+        edges.push_back(InputEdge{(uint64_t(m_segments[s].left) << 32) | m_segments[s].right, insideAbove ? 1 : -1});
+    }
+    if (!dropped) return;
+    mergeSegments(edges);
+    if (!m_segments.empty()) map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd);
+}
+
+void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices) {
+    TrapezoidRepresentation map(m_vertices, m_segments);
+    if (!buildMap(map)) return;
     m_map = &map;
     buildFaces();
     m_triangles.clear();
@@ -552,13 +592,67 @@ void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<
     for (uint32_t vtx : m_triangles) {
         if (outIndexOf[vtx] == kNone) {
             outIndexOf[vtx] = static_cast<uint32_t>(outPoints.size());
-            outPoints.push_back(m_points[m_representative[vtx]]);
+            outPoints.push_back(outputPoint(vtx));
         }
         outIndices.push_back(outIndexOf[vtx]);
     }
 }
 
-} // namespace
+// The segments with the inside on exactly one side, each directed with the
+// inside on its left, traced face by face like the triangulation's faces and
+// cut into simple rings where a face passes a vertex twice.
+void Triangulator::runBoundary(std::vector<FillRing>& rings) {
+    TrapezoidRepresentation map(m_vertices, m_segments);
+    if (!buildMap(map)) return;
+    m_map = &map;
+    m_graph.clear();
+    for (uint32_t s = 0; s < m_segments.size(); ++s) {
+        const uint32_t above = map.trapezoidAbove(s), below = map.trapezoidBelow(s);
+        if (above == kNone || below == kNone) FailTriangulation();
+        if (insideOf(map.trapezoids()[above]) != insideOf(map.trapezoids()[below]))
+            m_graph.push_back(GraphEdge{m_segments[s].left, m_segments[s].right, s});
+    }
+    sortAroundVertices();
+    const std::size_t halfCount = m_graph.size() * 2;
+    m_visited.assign(halfCount, 0);
+    m_slot.assign(m_representative.size(), kNone);
+    auto emitRing = [&](const uint32_t* ring, std::size_t count) {
+        if (count < 3) return;
+        FillRing out;
+        out.reserve(count);
+        for (std::size_t i = 0; i < count; ++i) out.push_back(outputPoint(ring[i]));
+        rings.push_back(std::move(out));
+    };
+    for (uint32_t start = 0; start < halfCount; ++start) {
+        if (m_visited[start] || !insideLeftOf(start)) continue;
+        m_open.clear();
+        uint32_t h = start;
+        std::size_t guard = 0;
+        do {
+            if (m_visited[h] || ++guard > halfCount || !insideLeftOf(h)) FailTriangulation();
+            m_visited[h] = 1;
+            const GraphEdge& e = m_graph[h >> 1];
+            const uint32_t from = (h & 1) ? e.b : e.a;
+            const uint32_t to = (h & 1) ? e.a : e.b;
+            if (m_slot[from] != kNone) {
+                const std::size_t at = m_slot[from];
+                emitRing(m_open.data() + at, m_open.size() - at);
+                for (std::size_t i = at + 1; i < m_open.size(); ++i) m_slot[m_open[i]] = kNone;
+                m_open.resize(at + 1);
+            } else {
+                m_slot[from] = static_cast<uint32_t>(m_open.size());
+                m_open.push_back(from);
+            }
+            const uint32_t back = m_position[h ^ 1];
+            const uint32_t prev = (back == m_outStart[to]) ? m_outStart[to + 1] - 1 : back - 1;
+            h = m_outList[prev];
+        } while (h != start);
+        emitRing(m_open.data(), m_open.size());
+        for (uint32_t vtx : m_open) m_slot[vtx] = kNone;
+    }
+    m_map = nullptr;
+}
+
 } // namespace impl
 
 bool TriangulatePoly(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edgeIndices,

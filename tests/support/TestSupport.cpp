@@ -1,9 +1,14 @@
 // TestSupport.cpp - corpus lookup, file reading and log capture for tests.
 #include "TestSupport.h"
 
+#include <kx/svg/Simple.h>
+
 #include <kx/system/kxLog.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -81,6 +86,16 @@ std::vector<std::string> LogCapture::messages() const
     std::vector<std::string> out;
     for (const Entry& e : m_entries) out.push_back(e.message);
     return out;
+}
+
+double FillArea(const kx::svg::SegmentedPrimitive& p)
+{
+    EXPECT_EQ(p.triangleIndices.size() % 3, 0u);
+    for (unsigned int index : p.triangleIndices) {
+        EXPECT_LT(index, p.trianglePoints.size());
+        if (index >= p.trianglePoints.size()) return -1;
+    }
+    return kx::svg::FillArea(p);
 }
 
 } // namespace kxtest

@@ -2,6 +2,8 @@
 #ifndef KX_TEST_SUPPORT_H
 #define KX_TEST_SUPPORT_H
 
+#include <kx/svg/SegmentedPrimitive.h>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -36,6 +38,10 @@ private:
 
 /// Writes `content` to a file; returns false when it cannot be written.
 bool writeFile(const std::string& path, const std::string& content);
+
+/// Sum of the (unsigned) areas of a primitive's fill triangles, in double
+/// precision; -1 (and a test failure) when an index is out of range.
+double FillArea(const kx::svg::SegmentedPrimitive& primitive);
 
 /// Captures log entries while alive and restores the default sink afterwards.
 class LogCapture {

@@ -228,8 +228,12 @@ protected:
 /// Flattens a whole tree at construction: one primitive per line, rectangle,
 /// circle and path, in document order and in document coordinates, each
 /// carrying the item's presentation attributes completed from its ancestors.
-/// After the first shape whose fill cannot be triangulated, no further shape
-/// is segmented and `hasError()` is true.
+/// A shape whose fill cannot be triangulated logs "Shape cannot be rendered.
+/// Only its contour will be visible." (level 2), keeps its outline with
+/// `SegmentedPrimitive::fillFailed` set (drawn in the fill's paint when it has
+/// no stroke), and makes `hasError()` true. With the default options no
+/// further shape is segmented after it; with
+/// `SegmentationOptions::stopAtFirstFailedFill` off the walk goes on.
 class KXSVG_API SegmenterVisitor : public VisitorBase<const ItemInterface> {
 public:
     using Callback = std::function<bool(const ItemInterface&, const Wm4::Matrix3<float>&, const RenderingProperties&)>;
@@ -244,7 +248,12 @@ public:
     SegmenterVisitor(const SegmenterVisitor&) = delete;
     SegmenterVisitor& operator=(const SegmenterVisitor&) = delete;
 
+    /// True when a fill failed during the walk.
     bool hasError() const { return m_error; }
+    /// Number of shapes whose fill failed, in the walk and in `segmentObject` calls.
+    std::size_t getFailedFillCount() const { return m_failedFills; }
+    /// The options the visitor flattens with.
+    const SegmentationOptions& getOptions() const { return m_options; }
     /// The primitives in traversal order; the caller may move them out.
     Primitives& getSegmentedPrimitives() { return m_primitives; }
 
@@ -255,10 +264,12 @@ public:
                        const RenderingProperties& props);
 
 private:
+    SegmentationOptions m_options;
     Callback m_callback;
     std::list<Wm4::Matrix3<float>> m_transforms;
     SegmentationUtils::BezierSegmentationWorkspace m_workspace;
     Primitives m_primitives;
+    std::size_t m_failedFills = 0;
     bool m_error = false;
 };
 

@@ -64,9 +64,9 @@ struct FillOptions {
 /// with `options.resolveCrossings`, every crossing and overlap is found with
 /// exact orientation tests, the segments are split at the crossing points
 /// (rounded to the nearest float, then checked again until no two pieces
-/// cross), and the pieces are filled by the rule. The crossing points that
-/// the triangles use are appended to `outPoints` after the input vertices in
-/// order of first use, like them.
+/// cross), and the pieces are filled by the rule. `outPoints` then also holds
+/// the crossing points that the triangles use, numbered in order of first use
+/// like the input vertices.
 ///
 /// Returns false, with both outputs empty and `reason` (may be null) set to
 /// an English sentence, when the input cannot be filled: an odd index count,

@@ -1,0 +1,87 @@
+// Triangulator.h - the fill triangulation and fill boundary of a set of chains (internal).
+#ifndef KX_TRIANGULATE_TRIANGULATOR_H
+#define KX_TRIANGULATE_TRIANGULATOR_H
+
+#include "TrapezoidRepresentation.h"
+
+#include <kx/svg/Triangulate.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace kx {
+namespace impl {
+
+struct InputEdge {
+    uint64_t key; // (low vertex << 32) | high vertex
+    int32_t delta;
+};
+
+struct GraphEdge {
+    uint32_t a;
+    uint32_t b;
+    uint32_t segment; // kNone for a diagonal
+};
+
+class Triangulator {
+public:
+    Triangulator(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edgeIndices,
+                 TriangulationFillRule rule, bool flag, bool resolveCrossings = false)
+        : m_points(points), m_edgeIndices(edgeIndices), m_rule(rule), m_flag(flag),
+          m_resolveCrossings(resolveCrossings) {}
+
+    void run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices);
+    void runBoundary(std::vector<FillRing>& rings);
+
+private:
+    // The steps shared by the fill and its boundary; false when nothing is left to fill.
+    bool buildMap(TrapezoidRepresentation& map);
+    void rankVertices();
+    void closeNearlyClosedChains();
+    void collectSegments();
+    void resolveCrossings();
+    void keepBoundarySegments(TrapezoidRepresentation& map);
+    void mergeSegments(std::vector<InputEdge>& edges);
+    void splitSegment(uint32_t left, uint32_t right);
+    void buildFaces();
+    void sortAroundVertices();
+    bool insideOf(const Trapezoid& t) const;
+    Wm4::Vector2<float> outputPoint(uint32_t vertex) const;
+    void traceFaces();
+    void emitPolygon(const uint32_t* poly, std::size_t count);
+    void emitTriangle(uint32_t a, uint32_t b, uint32_t c);
+    bool insideLeftOf(uint32_t halfEdge) const;
+
+    const std::vector<Wm4::Vector2<float>>& m_points;
+    const std::vector<unsigned int>& m_edgeIndices;
+    TriangulationFillRule m_rule;
+    bool m_flag;
+    bool m_resolveCrossings;
+
+    std::vector<uint32_t> m_rankOf;         // input index -> vertex rank (kNone when unused)
+    std::vector<uint32_t> m_representative; // vertex rank -> first input index with those coordinates
+    std::vector<uint32_t> m_addedOf;        // vertex rank -> index into m_added, kNone for input vertices
+    std::vector<Wm4::Vector2<float>> m_added; // crossing points made by ResolveCrossings
+    VertexSet m_vertices;
+    std::vector<MapSegment> m_segments;
+    const TrapezoidRepresentation* m_map = nullptr;
+
+    std::vector<GraphEdge> m_graph;
+    std::vector<uint32_t> m_outStart; // per vertex, into m_outList (CSR)
+    std::vector<uint32_t> m_outList;  // half-edges sorted by angle around their origin
+    std::vector<uint32_t> m_position; // half-edge -> index in m_outList
+
+    std::vector<uint8_t> m_visited; // face tracing: half-edges done
+    std::vector<uint32_t> m_cycle;  // face tracing: vertices of the current face
+    std::vector<uint32_t> m_open;   // face tracing: the simple piece being cut out
+    std::vector<uint32_t> m_slot;   // face tracing: vertex -> position in m_open
+    std::vector<uint32_t> m_triangles; // vertex ranks, three per triangle
+    std::vector<uint32_t> m_sorted;    // scratch for the monotone sweep
+    std::vector<uint8_t> m_chain;
+    std::vector<uint32_t> m_stack;
+};
+
+} // namespace impl
+} // namespace kx
+
+#endif
