@@ -11,8 +11,10 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <thread>
 #include <unistd.h>
 
 using namespace kx::svg;
@@ -142,6 +144,25 @@ TEST(Simple, FailuresSayWhatHappened)
     ASSERT_TRUE(skipped);
     EXPECT_EQ(skipped.messages.size(), 1u);
     EXPECT_TRUE(skipped.document->getChildren().empty());
+}
+
+// Each call runs a driver of its own: threads never see each other's messages.
+TEST(Simple, ConcurrentCallsKeepTheirOwnMessages)
+{
+    const std::string bad = "<svg xmlns=\"http://www.w3.org/2000/svg\"><ellipse/></svg>";
+    const std::vector<std::string> expected = LoadBytes(bad).messages;
+    ASSERT_FALSE(expected.empty());
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 200; ++i) {
+                const LoadResult r = (t + i) % 2 ? LoadBytes(bad) : LoadBytes(kDrawing);
+                if ((t + i) % 2 ? r.messages != expected : !r || !r.messages.empty()) ++mismatches;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(mismatches.load(), 0);
 }
 
 TEST(Simple, SavesToFilesAndStringsAndReadsBackTheSameTree)

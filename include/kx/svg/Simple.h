@@ -117,8 +117,9 @@ KXSVG_API SaveResult SaveString(const ItemInterface& item, const SaveTextOptions
 
 /// Called for every item below a group, parents before children, with the
 /// product of the transforms from the walked group down to the item (its own
-/// included) and its presentation attributes completed from its ancestors.
-/// Return false to skip a group's children (ignored for other items).
+/// included) and its presentation attributes completed from its ancestors
+/// (for a group: the attributes its children inherit). Return false to skip
+/// a group's children (ignored for other items).
 using ItemCallback =
     std::function<bool(const ItemInterface& item, const Wm4::Matrix3<float>& worldTransform,
                        const RenderingProperties& cascadedProperties)>;
