@@ -16,7 +16,9 @@
 #include <cstdlib>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -328,30 +330,24 @@ Document DrawingWithUnfillableShapes()
 {
     Document doc;
     doc.addChild(Make<Line>(Vec2(0, 0), Vec2(1, 1)), true);
-    auto bowTie = MakePath("M 0 0 L 10 10 L 10 0 L 0 10 Z");
-    bowTie->editRenderingProperties().fill = "red";
-    doc.addChild(bowTie, true);
+    doc.addChild(MakePath("M 0 0 L 10 10 L 10 0 L 0 10 Z"), true);
+    doc.getChildren().back()->editRenderingProperties().fill = "red";
     doc.addChild(Make<Circle>(Vec2(0, 0), 1.0f), true);
-    auto bad = Make<Rect>(Vec2(0, 0), Vec2(std::numeric_limits<float>::quiet_NaN(), 5));
-    bad->editRenderingProperties().stroke = "blue";
-    doc.addChild(bad, true);
+    doc.addChild(Make<Rect>(Vec2(0, 0), Vec2(std::numeric_limits<float>::quiet_NaN(), 5)), true);
+    doc.getChildren().back()->editRenderingProperties().stroke = "blue";
     doc.addChild(Make<Rect>(Vec2(0, 0), Vec2(1, 1)), true);
     return doc;
 }
 
-void ExpectSameOutput(SegmenterVisitor& a, SegmenterVisitor& b, const std::string& what)
+// Everything a walk handed out, comparable exactly.
+auto Output(SegmenterVisitor& v)
 {
-    EXPECT_EQ(a.hasError(), b.hasError()) << what;
-    const auto pa = Primitives(a), pb = Primitives(b);
-    ASSERT_EQ(pa.size(), pb.size()) << what;
-    for (std::size_t i = 0; i < pa.size(); ++i) {
-        EXPECT_EQ(pa[i]->points, pb[i]->points) << what << " #" << i;
-        EXPECT_EQ(pa[i]->lineIndices, pb[i]->lineIndices) << what << " #" << i;
-        EXPECT_EQ(pa[i]->trianglePoints, pb[i]->trianglePoints) << what << " #" << i;
-        EXPECT_EQ(pa[i]->triangleIndices, pb[i]->triangleIndices) << what << " #" << i;
-        EXPECT_EQ(pa[i]->fillFailed, pb[i]->fillFailed) << what << " #" << i;
-        EXPECT_EQ(pa[i]->properties.stroke, pb[i]->properties.stroke) << what << " #" << i;
-    }
+    std::vector<std::tuple<std::vector<Vec2>, std::vector<unsigned int>, std::vector<Vec2>, std::vector<unsigned int>,
+                           bool, std::optional<std::string>>> out;
+    for (const auto& p : v.getSegmentedPrimitives())
+        out.emplace_back(p->points, p->lineIndices, p->trianglePoints, p->triangleIndices, p->fillFailed,
+                         p->properties.stroke);
+    return std::make_pair(v.hasError(), out);
 }
 
 TEST(SegmenterVisitor, DefaultOptionsGiveTheOneArgumentOutput)
@@ -364,17 +360,13 @@ TEST(SegmenterVisitor, DefaultOptionsGiveTheOneArgumentOutput)
     ASSERT_TRUE(impl::LoadSvgDocument(badge, device, LoadOptions(), nullptr, nullptr));
     const Node& badgeRoot = dynamic_cast<const Node&>(*badge);
     const Document unfillable = DrawingWithUnfillableShapes();
-
     for (const Node* root : {&badgeRoot, static_cast<const Node*>(&unfillable)}) {
-        SegmenterVisitor plain(*root);
-        SegmenterVisitor defaults(*root, SegmentationOptions());
-        ExpectSameOutput(plain, defaults, "default options");
+        SegmenterVisitor plain(*root), defaults(*root, SegmentationOptions());
+        EXPECT_TRUE(Output(plain) == Output(defaults));
     }
     // Resolving crossings changes nothing where every fill already succeeds.
-    SegmenterVisitor plain(badgeRoot);
-    SegmenterVisitor real(badgeRoot, SegmentationOptions::realSvg());
-    EXPECT_EQ(real.getFailedFillCount(), 0u);
-    ExpectSameOutput(plain, real, "real-SVG preset on the badge");
+    SegmenterVisitor plain(badgeRoot), real(badgeRoot, SegmentationOptions::realSvg());
+    EXPECT_TRUE(Output(plain) == Output(real));
 }
 
 TEST(SegmenterVisitor, GoesOnPastFailedFillsWhenAsked)
@@ -382,43 +374,23 @@ TEST(SegmenterVisitor, GoesOnPastFailedFillsWhenAsked)
     const std::string message = "Shape cannot be rendered. Only its contour will be visible.";
     const Document doc = DrawingWithUnfillableShapes();
     kxtest::LogCapture log;
-
     SegmentationOptions goOn;
     goOn.stopAtFirstFailedFill = false;
-    SegmenterVisitor visitor(doc, goOn);
-    EXPECT_TRUE(visitor.hasError());
+    SegmenterVisitor visitor(doc, goOn), stopped(doc), real(doc, SegmentationOptions::realSvg());
     EXPECT_EQ(visitor.getFailedFillCount(), 2u);
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{message, message}));
-    ASSERT_EQ(log.entries().size(), 2u);
-    EXPECT_EQ(log.entries()[1].level, 2);
-    const auto prims = Primitives(visitor);
-    ASSERT_EQ(prims.size(), 5u);
-    std::vector<bool> failed;
-    for (const auto& p : prims) failed.push_back(p->fillFailed);
-    EXPECT_EQ(failed, (std::vector<bool>{false, true, false, true, false}));
-    // Failed fills keep their outlines, drawn in the fill's paint without a stroke of their own.
-    EXPECT_EQ(prims[1]->points.size(), 5u);
-    EXPECT_TRUE(prims[1]->triangleIndices.empty());
-    EXPECT_EQ(prims[1]->properties.stroke, std::string("red"));
-    EXPECT_EQ(prims[3]->points.size(), 4u);
-    EXPECT_EQ(prims[3]->properties.stroke, std::string("blue"));
-    EXPECT_FALSE(prims[2]->triangleIndices.empty());
-    EXPECT_FALSE(prims[4]->triangleIndices.empty());
-
-    // Stopping: the list ends with the first failure.
-    log.clear();
-    SegmenterVisitor stopped(doc);
     EXPECT_EQ(stopped.getFailedFillCount(), 1u);
-    EXPECT_EQ(stopped.getSegmentedPrimitives().size(), 2u);
-    EXPECT_EQ(log.messages(), std::vector<std::string>{message});
-
-    // The real-SVG preset goes on; a NaN outline still cannot be filled.
-    SegmenterVisitor real(doc, SegmentationOptions::realSvg());
+    EXPECT_EQ(log.messages().front(), message);
+    EXPECT_EQ(log.messages().size(), 3u + real.getFailedFillCount());
+    // Failed fills keep their outlines, drawn in the fill's paint without a stroke of their own.
+    std::vector<std::tuple<std::size_t, bool, bool, std::optional<std::string>>> got;
+    for (const auto& p : visitor.getSegmentedPrimitives())
+        got.emplace_back(p->points.size(), p->fillFailed, p->triangleIndices.empty(), p->properties.stroke);
+    EXPECT_EQ(got, (decltype(got){{2, false, true, {}}, {5, true, true, "red"}, {32, false, false, {}},
+                                  {4, true, true, "blue"}, {4, false, false, {}}}));
+    // The real-SVG preset goes on too; a NaN outline still cannot be filled.
     const auto realPrims = Primitives(real);
     ASSERT_EQ(realPrims.size(), 5u);
-    EXPECT_TRUE(real.hasError());
-    EXPECT_TRUE(realPrims[3]->fillFailed);
-    EXPECT_FALSE(realPrims[4]->triangleIndices.empty());
+    EXPECT_TRUE(visitor.hasError() && real.hasError() && realPrims[3]->fillFailed);
 }
 
 TEST(SegmenterVisitor, OptionsReachFlatteningAndFill)
@@ -443,33 +415,24 @@ TEST(SegmenterVisitor, OptionsReachFlatteningAndFill)
     EXPECT_EQ(counts(5, 2, 6, -0.999f), (std::vector<std::size_t>{5, 3, 8}));
     EXPECT_EQ(counts(32, 32, 32, 1.0f), (std::vector<std::size_t>{32, 33, 3}));
 
-    // The fill rule reaches the triangulation: a square holding a square of
-    // the same direction is a ring under even-odd and whole under non-zero,
-    // with or without crossing resolution.
+    // The fill rule reaches the fill, with or without crossing resolution: a
+    // square in a square of the same direction is a ring under even-odd,
+    // whole under non-zero. Without clean-up the straight-through vertex stays.
     Document nested;
     nested.addChild(MakePath("M 0 0 L 10 0 L 10 10 L 0 10 Z M 2 2 L 8 2 L 8 8 L 2 8 Z"), true);
+    nested.addChild(MakePath("M 0 0 L 5 0 L 10 0 L 10 10 Z"), true);
     for (bool resolve : {false, true}) {
-        std::vector<double> areas;
-        for (auto rule : {kx::TriangulationFillRule::EvenOdd, kx::TriangulationFillRule::NonZero}) {
-            SegmentationOptions options;
-            options.fillRule = rule;
-            options.resolveCrossings = resolve;
-            SegmenterVisitor visitor(nested, options);
-            areas.push_back(kxtest::FillArea(*visitor.getSegmentedPrimitives().front()));
-        }
-        EXPECT_EQ(areas, (std::vector<double>{64.0, 100.0})) << resolve;
+        SegmentationOptions options;
+        options.resolveCrossings = resolve;
+        options.cleanupContours = !resolve;
+        SegmenterVisitor evenOdd(nested, options);
+        options.fillRule = kx::TriangulationFillRule::NonZero;
+        SegmenterVisitor nonZero(nested, options);
+        EXPECT_EQ(kxtest::FillArea(*Primitives(evenOdd)[0]), 64.0);
+        EXPECT_EQ(kxtest::FillArea(*Primitives(nonZero)[0]), 100.0);
+        EXPECT_EQ(Primitives(nonZero)[1]->lineIndices, resolve ? (std::vector<unsigned int>{0, 1, 1, 2, 2, 3, 3, 4})
+                                                               : (std::vector<unsigned int>{0, 2, 2, 3, 3, 0}));
     }
-
-    // Without clean-up the outline keeps its straight-through vertex and its pairs.
-    Document straight;
-    straight.addChild(MakePath("M 0 0 L 5 0 L 10 0 L 10 10 Z"), true);
-    SegmentationOptions raw;
-    raw.cleanupContours = false;
-    SegmenterVisitor cleaned(straight), kept(straight, raw);
-    EXPECT_EQ(cleaned.getSegmentedPrimitives().front()->lineIndices, (std::vector<unsigned int>{0, 2, 2, 3, 3, 0}));
-    EXPECT_EQ(kept.getSegmentedPrimitives().front()->lineIndices,
-              (std::vector<unsigned int>{0, 1, 1, 2, 2, 3, 3, 4}));
-    EXPECT_FALSE(kept.getSegmentedPrimitives().front()->triangleIndices.empty());
 }
 
 TEST(SegmenterVisitor, WholeCorpusSegmentsWithoutCrash)

@@ -11,6 +11,9 @@
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Units.h>
 
+#include <kx/xml/XmlDiagnosticScope.h>
+#include <kx/xml/XmlSaxParser.h>
+
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
@@ -1395,6 +1398,13 @@ void keepFirstError(void* data, xmlErrorPtr error)
     *first = "line " + std::to_string(error->line) + ": " + text;
 }
 
+// The same for what libxml2 raises outside the parser context (input that
+// cannot be decoded, I/O errors); those carry no line.
+void keepFirstGlobalError(std::string& first, const std::string& text, int severity)
+{
+    if (first.empty() && severity != kx::xml::XmlSeverityWarning) first = text;
+}
+
 struct DocDeleter {
     void operator()(xmlDocPtr doc) const { xmlFreeDoc(doc); }
 };
@@ -1409,12 +1419,16 @@ bool Pass::run(const std::string& input, std::string& output)
         m_report.add(PreflightChange::Failed, "input larger than 2 GB");
         return false;
     }
+    std::string firstError;
+    // Declared before the parser so that it outlives it: whatever libxml2
+    // raises while the parser exists goes to the report, never to stderr.
+    kx::xml::XmlDiagnosticScope diagnostics(
+        [&firstError](const std::string& text, int severity) { keepFirstGlobalError(firstError, text, severity); });
     std::unique_ptr<xmlParserCtxt, ContextDeleter> parser(xmlNewParserCtxt());
     if (!parser) {
         m_report.add(PreflightChange::Failed, "XML parser could not be created");
         return false;
     }
-    std::string firstError;
     parser->_private = &firstError;
     if (parser->sax) parser->sax->serror = keepFirstError;
     // No network, no external entities or DTDs, no huge-document mode, no messages on stderr.

@@ -2,8 +2,10 @@
 #include "write/SaveDocument.h"
 
 #include <kx/system/kxIoDevice.h>
+#include <kx/system/kxLog.h>
 #include <kx/system/kxSoftwareVersion.h>
 #include <kx/system/kxSystemUtils.h>
+#include <kx/xml/XmlDiagnosticScope.h>
 #include <kx/xml/XmlSaveContext.h>
 
 #include <libxml/xmlwriter.h>
@@ -19,6 +21,8 @@ namespace {
 
 // The writer's buffer goes to the device whenever it holds this much.
 constexpr std::size_t kFlushThreshold = 8192;
+
+const char* const kLogTag = "svg";
 
 enum SaveStatus : int {
     StatusGood = 0,
@@ -53,8 +57,8 @@ public:
             xmlTextWriter* writer = m_context.getWriter();
             if (!writer || xmlTextWriterEndDocument(writer) < 0)
                 m_status = StatusEndDocumentFailed;
-            else if (!m_context.flushBufferToDevice(m_device, 0))
-                m_status = StatusWriteFailed;
+            else
+                flush(0);
         }
         return m_status == StatusGood;
     }
@@ -87,7 +91,10 @@ private:
 
     void flush(std::size_t threshold)
     {
-        if (!m_context.flushBufferToDevice(m_device, threshold)) m_status = StatusWriteFailed;
+        if (m_context.flushBufferToDevice(m_device, threshold)) return;
+        m_status = StatusWriteFailed;
+        const std::string& reason = m_device.getDeviceErrorMsg();
+        kxLog::write(2, kLogTag, reason.empty() ? "Writing the output failed" : "Writing the output failed: " + reason);
     }
 
     // Opens `item` and pushes its frame; its children are visited only when
@@ -139,6 +146,11 @@ private:
 
 bool SaveSvgDocument(const ItemInterface& root, kxIoDevice& device, const SaveOptions& options)
 {
+    // Whatever libxml2's writer raises (encoding and output errors) is logged
+    // like the writers' own failures, never printed on standard error. The
+    // scope outlives the saver, whose save context holds the libxml2 writer.
+    kx::xml::XmlDiagnosticScope diagnostics(
+        [](const std::string& text, int) { kxLog::write(2, kLogTag, text); });
     DocumentSaver saver(device, options);
     return saver.save(root);
 }

@@ -4,6 +4,8 @@
 
 #include <kx/system/kxCancel.h>
 #include <kx/system/kxIoDevice.h>
+#include <kx/system/kxLog.h>
+#include <kx/xml/XmlDiagnosticScope.h>
 
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
@@ -313,6 +315,11 @@ xmlSAXHandler makeSaxHandler()
 
 bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCancelInterface* cancel)
 {
+    // libxml2 raises some diagnostics through its global handlers instead of
+    // the context's (input that cannot be decoded, I/O errors, errors before
+    // the context exists). They go to the log at the warning level, never to
+    // standard error; the parse's verdict and messages stay libxml2's own.
+    XmlDiagnosticScope diagnostics([](const std::string& text, int) { kxLog::write(2, "xml", text); });
     xmlInitParser();
     ParseSession session(handler);
     std::vector<char> chunk(static_cast<size_t>(kChunkSize));
@@ -377,8 +384,8 @@ bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCa
     bool ok = !readFailed && !cancelled && !session.stopped && session.started && context->wellFormed != 0;
     if (!ok && !readFailed && !cancelled && !session.stopped) {
         // Some libxml2 failures (input that cannot be decoded in its declared
-        // or detected encoding) go to libxml2's global error output, not to
-        // the context's handler: the caller still gets a reason.
+        // or detected encoding) go to libxml2's global handlers, not to the
+        // context's: the caller still gets a reason.
         const xmlError* last = xmlCtxtGetLastError(context);
         std::string text = last && last->message ? last->message : "XML parser error";
         while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))

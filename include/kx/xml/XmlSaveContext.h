@@ -15,7 +15,9 @@ namespace kx {
 namespace xml {
 
 /// Holds a libxml2 text writer that writes into a memory buffer; the owner
-/// moves the buffer to a device with `flushBufferToDevice`.
+/// moves the buffer to a device with `flushBufferToDevice`. The writer
+/// reports its errors through libxml2's global handlers: create and use the
+/// context inside an `XmlDiagnosticScope` to keep them off standard error.
 class KXXML_API XmlSaveContext {
 public:
     /// `formatOutput` turns on libxml2's indentation.

@@ -53,7 +53,10 @@ public:
 /// Parses the XML document read from `device`, in chunks, calling `handler`.
 /// No network access, no external entity or DTD loading; libxml2's size and
 /// entity-amplification limits stay on. `cancel` (may be null) is polled
-/// between chunks. Returns true only when the whole document was parsed and
+/// between chunks. Diagnostics that libxml2 raises through its global error
+/// handlers rather than the parser's (input that cannot be decoded, I/O
+/// errors) are written to `kxLog` at level 2 with the tag "xml"; libxml2
+/// prints nothing. Returns true only when the whole document was parsed and
 /// no callback stopped it.
 KXXML_API bool ParseXmlStream(kxIoDevice& device, XmlSaxParserHandler& handler, const kxCancelInterface* cancel);
 
