@@ -6,6 +6,8 @@
 // at exit), so none of them needs `initializeKxSvg()` first; callers that
 // still bracket their own work with `initializeKxSvg()` / `terminateKxSvg()`
 // are unaffected, as the calls nest. Nothing here throws for bad input.
+// Loads and saves may run on several threads at once: each call runs a
+// driver of its own, so messages never mix.
 //
 //     auto loaded = kx::svg::LoadFile("drawing.svg");
 //     for (const auto& message : loaded.messages) std::cerr << message << "\n";
@@ -52,12 +54,18 @@ struct KXSVG_API LoadResult {
 
 /// Loads SVG bytes: plain text (UTF-8 with or without a byte-order mark, or
 /// any encoding its XML declaration names) or gzip-compressed (".svgz"
-/// content). Bytes that are neither give a message saying they are not SVG.
+/// content). Content that cannot be read gives one message and no document:
+/// "Data is empty", "Data is not an SVG file: its content does not start with
+/// '<'", "Data is gzip-compressed but ends before its compressed data does",
+/// "Data is gzip-compressed but cannot be decompressed ({reason})", "Data
+/// expands to more than 268435456 bytes when decompressed; it is refused".
+/// Otherwise the messages are the reader's.
 KXSVG_API LoadResult LoadBytes(std::string_view bytes, const LoadOptions& options = LoadOptions());
 
 /// Loads the file at `path` as `LoadBytes` does, whatever the file is called
-/// ("a.svg", "a.SVG", "a.svgz", "a", "a.txt"). A file that cannot be read gives
-/// "Cannot read '{path}'".
+/// ("a.svg", "a.SVG", "a.svgz", "a", "a.txt"); its messages name it "File
+/// '{path}'" where those of `LoadBytes` say "Data". A file that cannot be read
+/// gives "Cannot read '{path}'".
 KXSVG_API LoadResult LoadFile(const std::string& path, const LoadOptions& options = LoadOptions());
 
 // ------------------------------------------------------------------ preflight
