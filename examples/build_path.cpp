@@ -19,8 +19,6 @@ int main(int argc, char** argv)
         std::cerr << "usage: " << argv[0] << " out.svg\n";
         return 2;
     }
-    initializeKxSvg();
-
     PathBuilder builder;
     // A closed contour from pieces given in any order and direction: with
     // reordering on, each piece is chained to the nearest free end.
@@ -38,13 +36,11 @@ int main(int argc, char** argv)
     path->editRenderingProperties().stroke = "#333";
     document->addChild(path, true);
 
-    SaveOptions options;
-    options.formatOutput = true; // indented, spaced path data
-    options.author = "build_path example";
-    std::list<std::string> messages;
-    bool saved = kxSvgIOManager::get()->saveSvg(*document, argv[1], nullptr, &options, &messages);
-    for (const std::string& message : messages) std::cerr << "message: " << message << "\n";
+    SaveTextOptions options;
+    options.save.formatOutput = true; // indented, spaced path data
+    options.save.author = "build_path example";
+    const SaveResult saved = SaveFile(*document, argv[1], options);
+    for (const std::string& message : saved.messages) std::cerr << "message: " << message << "\n";
     std::cout << (saved ? "saved " : "could not save ") << argv[1] << "\n";
-    terminateKxSvg();
     return saved ? 0 : 1;
 }

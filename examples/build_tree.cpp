@@ -73,7 +73,6 @@ kx::svg::Document buildDrawing()
 
 int main()
 {
-    kx::svg::initializeKxSvg();
     std::cout << "libkxSvg " << kxSvg::Version::GetDescStringMajorMinorReleaseRevisionDate() << '\n';
 
     const kx::svg::Document original = buildDrawing();
@@ -81,18 +80,15 @@ int main()
     std::cout << "\nOutline of the copy:\n";
     printOutline(copy, 1);
 
-    std::string text;
-    kxIoDeviceByteContainerWriteOnly device(text);
-    kx::svg::SaveOptions options;
-    options.writeFlag = false; // no date comment: the output stays the same run after run
-    options.formatOutput = true;
-    std::list<std::string> messages;
-    const kx::svg::kxSvgIOManager* manager = kx::svg::kxSvgIOManager::get();
-    const bool saved = manager && manager->saveSvg(copy, device, "svg", nullptr, &options, &messages);
-    std::cout << "\nThe copy as SVG:\n" << text;
-    for (const std::string& message : messages)
+    kx::svg::SaveTextOptions options;
+    options.save.writeFlag = false; // no date comment: the output stays the same run after run
+    options.save.formatOutput = true;
+    const kx::svg::SaveResult saved = kx::svg::SaveString(copy, options);
+    std::cout << "\nThe copy as SVG:\n" << saved.text;
+    for (const std::string& message : saved.messages)
         std::cout << "message: " << message << '\n';
-
-    kx::svg::terminateKxSvg();
+    const kx::svg::LoadResult back = kx::svg::LoadBytes(saved.text);
+    std::cout << "\nRead back, it is " << (back && kx::svg::TreesEqual(*back.document, copy) ? "" : "not ")
+              << "the same tree.\n";
     return saved ? 0 : 1;
 }

@@ -2,12 +2,11 @@
 //
 // Usage: kxsvg_example_print_tree drawing.svg
 //
-// Shows the basic reading workflow: initialise the library, load through the
-// IO manager, look at the messages, then walk the tree of items.
+// Shows the basic reading workflow: load, look at the messages, then walk
+// the tree of items.
 #include <kx/svg/Svg.h>
 
 #include <iostream>
-#include <list>
 #include <string>
 
 using namespace kx::svg;
@@ -34,19 +33,14 @@ int main(int argc, char** argv)
         std::cerr << "usage: " << argv[0] << " drawing.svg\n";
         return 2;
     }
-    initializeKxSvg(); // once per process (calls may nest)
-
     // Skip what the library does not support instead of failing on it.
     LoadOptions options;
     options.ignoreUnsupported = true;
 
-    ItemInterfacePointer<ItemInterface> root;
-    std::list<std::string> messages;
-    // The driver is chosen by the file's extension ("svg").
-    bool ok = kxSvgIOManager::get()->loadSvg(root, argv[1], nullptr, &options, &messages);
-    for (const std::string& message : messages) std::cerr << "message: " << message << "\n";
+    // Read as SVG whatever the file is called; the first call starts the library.
+    const LoadResult loaded = LoadFile(argv[1], options);
+    for (const std::string& message : loaded.messages) std::cerr << "message: " << message << "\n";
 
-    if (ok && root) printItem(*root, 0);
-    terminateKxSvg();
-    return ok ? 0 : 1;
+    if (loaded) printItem(*loaded.document, 0);
+    return loaded ? 0 : 1;
 }

@@ -14,6 +14,7 @@
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Segmentation.h>
 #include <kx/svg/SegmentedPrimitive.h>
+#include <kx/svg/Simple.h>
 #include <kx/svg/Triangulate.h>
 #include <kx/svg/Units.h>
 #include <kx/system/kxIoDevice.h>
@@ -151,6 +152,36 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
             }
         }
     }
+    return 0;
+}
+
+/// The one-call layer: bytes as a file's content (plain or gzip-compressed),
+/// loaded, saved with shortest numbers, read back, segmented and preflighted;
+/// and the same bytes as path data.
+inline int fuzzSimple(const uint8_t* data, size_t size)
+{
+    if (size > kMaxInputSize) return 0;
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const kx::svg::LoadResult loaded = kx::svg::LoadBytes(bytes);
+    if (!loaded && loaded.messages.empty()) fail("load failed without a message");
+    if (loaded) {
+        kx::svg::SaveTextOptions options;
+        options.save.writeFlag = false;
+        options.shortestNumbers = true;
+        const kx::svg::SaveResult saved = kx::svg::SaveString(*loaded.document, options);
+        if (saved) kx::svg::LoadBytes(saved.text);
+        for (const kx::svg::SegmentedItem& item : kx::svg::Segment(*loaded.document).items) {
+            if (!item.item) fail("segmented item without its item");
+            for (unsigned int index : item.primitive.lineIndices)
+                if (index >= item.primitive.points.size()) fail("outline index out of range");
+            for (unsigned int index : item.primitive.triangleIndices)
+                if (index >= item.primitive.trianglePoints.size()) fail("triangle index out of range");
+        }
+    }
+    const kx::svg::PreflightResult preflighted = kx::svg::PreflightBytes(bytes);
+    if (!preflighted && preflighted.messages.empty()) fail("preflight failed without a message");
+    const kx::svg::PathDataResult path = kx::svg::ParsePathData(bytes);
+    if (!path && (path.errorMessage.empty() || path.errorPosition > size)) fail("path data fault without a place");
     return 0;
 }
 

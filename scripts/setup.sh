@@ -5,7 +5,7 @@
 # as root; otherwise prints the exact command and exits with status 1.
 
 # What every build of the library, its tests, benchmarks and tool needs.
-KXSVG_BUILD_PACKAGES=(cmake g++ make pkg-config libxml2-dev libutfcpp-dev libfast-float-dev libfmt-dev
+KXSVG_BUILD_PACKAGES=(cmake g++ make pkg-config libxml2-dev zlib1g-dev libutfcpp-dev libfast-float-dev libfmt-dev
                       googletest libgtest-dev libbenchmark-dev
                       libcli11-dev nlohmann-json3-dev libcairo2-dev)
 

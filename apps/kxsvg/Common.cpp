@@ -64,30 +64,20 @@ bool writeOutput(const std::string& path, const std::string& bytes, std::string&
 LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight)
 {
     LoadedDrawing drawing;
+    kx::svg::PreflightResult preflighted;
     if (preflight) {
-        std::string rewritten;
-        kx::svg::PreflightReport report;
-        if (!kx::svg::PreflightSvg(bytes, kx::svg::PreflightOptions(), rewritten, report)) {
-            for (const kx::svg::PreflightEntry& entry : report.getEntries())
-                if (entry.change == kx::svg::PreflightChange::Failed)
-                    drawing.messages.push_back("preflight: " + entry.detail);
+        preflighted = kx::svg::PreflightBytes(bytes);
+        if (!preflighted) {
+            for (const std::string& message : preflighted.messages) drawing.messages.push_back("preflight: " + message);
             return drawing;
         }
-        return loadDrawing(rewritten, strict, false);
     }
-    kxIoDeviceByteContainerReadOnly device(bytes.data(), bytes.size());
     kx::svg::LoadOptions options;
     options.ignoreUnsupported = !strict;
-    const kx::svg::kxSvgIOManager* manager = kx::svg::kxSvgIOManager::get();
-    if (!manager) {
-        drawing.messages.push_back("the library is not initialised");
-        return drawing;
-    }
-    drawing.loaded = manager->loadSvg(drawing.root, device, "svg", nullptr, &options, &drawing.messages);
-    if (drawing.loaded && !drawing.root) {
-        drawing.loaded = false;
-        drawing.messages.push_back("the document holds no element");
-    }
+    kx::svg::LoadResult loaded = kx::svg::LoadBytes(preflight ? preflighted.text : bytes, options);
+    drawing.messages.assign(loaded.messages.begin(), loaded.messages.end());
+    drawing.loaded = static_cast<bool>(loaded);
+    drawing.root = std::move(loaded.document);
     return drawing;
 }
 

@@ -47,7 +47,7 @@ struct LoadedDrawing {
     bool loaded = false;
 };
 
-/// Loads SVG bytes whatever the file name says (strict: unsupported content fails the load).
+/// Loads SVG bytes, plain or gzip-compressed, whatever the file name says (strict: unsupported content fails the load).
 /// With `preflight` the bytes are first rewritten into the strict subset; a failed
 /// rewrite gives loaded false with the rewrite's messages.
 LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight = false);

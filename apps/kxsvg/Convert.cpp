@@ -12,26 +12,20 @@ int runConvert(const ConvertArgs& args)
     for (const std::string& message : drawing.messages) std::cerr << args.input << ": " << message << "\n";
     if (!drawing.loaded) return ExitFailed;
 
-    kx::svg::SaveOptions options;
-    options.floatPrecision = args.precision;
-    options.formatOutput = args.pretty;
-    options.author = args.author;
-    options.writeFlag = !args.noHeader;
+    kx::svg::SaveTextOptions options;
+    options.save.floatPrecision = args.precision;
+    options.save.formatOutput = args.pretty;
+    options.save.author = args.author;
+    options.save.writeFlag = !args.noHeader;
 
-    std::string text;
-    std::list<std::string> messages;
-    bool saved = false;
-    {
-        kxIoDeviceByteContainerWriteOnly device(text);
-        saved = kx::svg::kxSvgIOManager::get()->saveSvg(*drawing.root, device, "svg", nullptr, &options, &messages);
-    }
-    for (const std::string& message : messages) std::cerr << args.output << ": " << message << "\n";
+    const kx::svg::SaveResult saved = kx::svg::SaveString(*drawing.root, options);
+    for (const std::string& message : saved.messages) std::cerr << args.output << ": " << message << "\n";
     if (!saved) {
         std::cerr << "kxsvg: saving '" << args.output << "' failed\n";
         return ExitFailed;
     }
     std::string error;
-    if (!writeOutput(args.output, text, error)) {
+    if (!writeOutput(args.output, saved.text, error)) {
         std::cerr << "kxsvg: " << error << "\n";
         return ExitFailed;
     }

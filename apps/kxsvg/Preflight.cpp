@@ -17,13 +17,16 @@ int runPreflight(const PreflightArgs& args)
     options.keepIds = !args.dropIds;
     options.approximatePaint = !args.noApproximation;
     options.splitCrossingSubpaths = !args.keepCrossing;
-    std::string output;
-    kx::svg::PreflightReport report;
-    const bool ok = kx::svg::PreflightSvg(bytes, options, output, report);
+    const kx::svg::PreflightResult result = kx::svg::PreflightBytes(bytes, options);
     // The report goes to standard error so that the document can go to standard output.
-    if (!args.quiet || !ok) std::cerr << report.toText();
-    if (!ok) return ExitFailed;
-    if (!writeOutput(args.output, output, error)) {
+    if (!args.quiet || !result) std::cerr << result.report.toText();
+    if (!result) {
+        // Content that is not SVG at all never reaches the rewrite, so its report is empty.
+        if (result.report.empty())
+            for (const std::string& message : result.messages) std::cerr << args.input << ": " << message << "\n";
+        return ExitFailed;
+    }
+    if (!writeOutput(args.output, result.text, error)) {
         std::cerr << "kxsvg: " << error << "\n";
         return ExitFailed;
     }

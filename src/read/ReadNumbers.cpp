@@ -190,7 +190,22 @@ bool isKnownOperation(std::string_view name)
            name == "skewY";
 }
 
+// Stored row by row: (a c e / b d f / 0 0 1).
+Wm4::Matrix3<float> ToMatrix(const Affine& m)
+{
+    return Wm4::Matrix3<float>(float(m.a), float(m.c), float(m.e), float(m.b), float(m.d), float(m.f), 0.0f, 0.0f,
+                               1.0f);
+}
+
 } // namespace
+
+bool BuildTransformOperation(std::string_view name, const float* values, size_t count, Wm4::Matrix3<float>& out)
+{
+    Affine op;
+    if (!buildOperation(name, values, count, op)) return false;
+    out = ToMatrix(op);
+    return true;
+}
 
 bool ParseTransformList(std::string_view text, Wm4::Matrix3<float>& out, std::string& error)
 {
@@ -229,9 +244,7 @@ bool ParseTransformList(std::string_view text, Wm4::Matrix3<float>& out, std::st
         total = total * op;
         i = close + 1;
     }
-    // Stored row by row: (a c e / b d f / 0 0 1).
-    out = Wm4::Matrix3<float>(float(total.a), float(total.c), float(total.e), float(total.b), float(total.d),
-                              float(total.f), 0.0f, 0.0f, 1.0f);
+    out = ToMatrix(total);
     return true;
 }
 

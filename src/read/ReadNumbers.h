@@ -47,6 +47,11 @@ bool ForEachListPiece(std::string_view text, Visitor&& visit)
 bool ParseNumberList(std::string_view text, float* values, size_t capacity, size_t& count,
                      std::string_view& badPiece);
 
+/// The matrix of one transform operation ("matrix", "translate", "scale",
+/// "rotate", "skewX", "skewY") from its numbers, as a transform list gives it.
+/// False when the name is unknown or the count does not fit it.
+bool BuildTransformOperation(std::string_view name, const float* values, size_t count, Wm4::Matrix3<float>& out);
+
 /// Reads a transform list ("translate(10) rotate(45 5 5) ...") into one matrix.
 /// Operations apply left to right as in SVG: the matrix is the product of the
 /// operations in written order, so the last one acts first on points. On

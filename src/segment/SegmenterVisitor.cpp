@@ -2,22 +2,13 @@
 // and cascaded presentation attributes.
 #include <kx/svg/Segmentation.h>
 
+#include "segment/CascadedWalk.h"
 #include "segment/SegmentationCommon.h"
-
-#include <vector>
 
 namespace kx {
 namespace svg {
 
 namespace {
-
-// True when the record has a field that children inherit (everything except
-// vector-effect). A group without one passes its parent's record on as is.
-bool HasInheritedField(const RenderingProperties& p)
-{
-    return p.opacity || p.strokeWidth || p.strokeOpacity || p.stroke || p.strokeLinecap || p.strokeLinejoin ||
-           p.strokeDasharray || p.className || p.fill || p.fillOpacity;
-}
 
 template <class T>
 const T* As(const ItemInterface& item)
@@ -35,66 +26,17 @@ SegmenterVisitor::SegmenterVisitor(const Node& root, const SegmentationOptions& 
                         const RenderingProperties& props) { return segmentObject(item, transform, props); }),
       m_transforms{Wm4::Matrix3<float>::IDENTITY}
 {
-    // One record per group level whose inherited fields differ from the level
-    // above; groups that add nothing share their parent's record, so deep
-    // chains of plain groups cost no copies. The same holds for transforms:
-    // only items with a transform of their own push a product.
-    std::list<RenderingProperties> properties(1);
-    struct Level {
-        bool pushedTransform;
-        bool pushedProperties;
-    };
-    std::vector<Level> levels;
-
-    // The root is the first level: its own transform and properties apply to
-    // everything below it.
-    if (root.getTransform()) m_transforms.push_back(m_transforms.back() * *root.getTransform());
-    if (HasInheritedField(root.getRenderingProperties())) {
-        RenderingProperties rootProps = root.getRenderingProperties();
-        rootProps.cascadeParent(properties.back());
-        properties.push_back(std::move(rootProps));
-    }
-
-    walkChildren(
-        root,
-        [&](const ItemInterface& item, const Node* group) -> bool {
-            const auto& ownTransform = item.getTransform();
-            if (group) {
-                Level level{false, false};
-                if (ownTransform) {
-                    m_transforms.push_back(m_transforms.back() * *ownTransform);
-                    level.pushedTransform = true;
-                }
-                if (HasInheritedField(group->getRenderingProperties())) {
-                    RenderingProperties groupProps = group->getRenderingProperties();
-                    groupProps.cascadeParent(properties.back());
-                    properties.push_back(std::move(groupProps));
-                    level.pushedProperties = true;
-                }
-                levels.push_back(level);
-                return true;
-            }
-            // When asked to stop at the first failure, nothing more is
-            // segmented after it, but the walk still runs to its end.
-            if (m_error && m_options.stopAtFirstFailedFill) return false;
-            RenderingProperties itemProps = item.getRenderingProperties();
-            itemProps.cascadeParent(properties.back());
-            bool filled = true;
-            if (ownTransform) {
-                const Wm4::Matrix3<float> composed = m_transforms.back() * *ownTransform;
-                filled = m_callback(item, composed, itemProps);
-            } else {
-                filled = m_callback(item, m_transforms.back(), itemProps);
-            }
-            if (!filled) m_error = true;
-            return false;
-        },
-        [&](const Node&) {
-            const Level level = levels.back();
-            levels.pop_back();
-            if (level.pushedTransform) m_transforms.pop_back();
-            if (level.pushedProperties) properties.pop_back();
-        });
+    // The walk composes the transforms and cascades the attributes; it is
+    // shared with ForEachItem so that both see the same values.
+    impl::CascadedWalk::run(root, [&](const ItemInterface& item, const Node* group,
+                                      const Wm4::Matrix3<float>& transform, const RenderingProperties& props) {
+        if (group) return true;
+        // When asked to stop at the first failure, nothing more is segmented
+        // after it, but the walk still runs to its end.
+        if (m_error && m_options.stopAtFirstFailedFill) return false;
+        if (!m_callback(item, transform, props)) m_error = true;
+        return false;
+    });
 }
 
 SegmenterVisitor::~SegmenterVisitor() = default;

@@ -3,6 +3,7 @@
 #define KX_SVG_WRITE_NUMBERFORMAT_H
 
 #include <cstddef>
+#include <climits>
 #include <cstdint>
 
 namespace kx {
@@ -14,6 +15,10 @@ namespace impl {
 constexpr int kMaxUsefulPrecision = 149;
 /// Room for a sign, the 39 integer digits of the largest float, the point and the digits.
 constexpr std::size_t kNumberBufferSize = 1 + 39 + 1 + kMaxUsefulPrecision + 16;
+
+/// The `floatPrecision` that asks for the shortest text reading back as the
+/// same float instead of a fixed number of digits (set by `SaveTextOptions`).
+constexpr int32_t kShortestRoundTripPrecision = INT32_MIN;
 
 /// Writes the text of `Helpers::floatToSvgNumber` into `buffer` (at least
 /// kNumberBufferSize bytes, not NUL-terminated) and returns its length.

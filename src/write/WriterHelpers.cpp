@@ -37,6 +37,18 @@ std::size_t FormatSvgNumber(char* buffer, float value, int32_t floatPrecision)
         return 3;
     }
 
+    if (floatPrecision == kShortestRoundTripPrecision) {
+        // Shortest round-trip digits in plain (never exponent) form.
+        const std::to_chars_result result =
+            std::to_chars(buffer, buffer + kNumberBufferSize, value, std::chars_format::fixed);
+        std::size_t length = static_cast<std::size_t>(result.ptr - buffer);
+        if (length == 2 && buffer[0] == '-' && buffer[1] == '0') {
+            buffer[0] = '0';
+            length = 1;
+        }
+        return length;
+    }
+
     int precision = floatPrecision < 0 ? 6 : floatPrecision;
     if (precision > kMaxUsefulPrecision) precision = kMaxUsefulPrecision;
     // std::to_chars in fixed form with a precision gives exactly the digits of

@@ -1,6 +1,8 @@
 // TestSupport.cpp - corpus lookup, file reading and log capture for tests.
 #include "TestSupport.h"
 
+#include <kx/svg/Simple.h>
+
 #include <kx/system/kxLog.h>
 
 #include <gtest/gtest.h>
@@ -11,6 +13,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#include <stdlib.h>
 
 namespace fs = std::filesystem;
 
@@ -25,6 +29,26 @@ std::string corpusDir()
     std::error_code ec;
     if (fs::is_directory(beside, ec)) return fs::canonical(beside, ec).string();
     return std::string();
+}
+
+TempDir::TempDir()
+{
+    std::string pattern = (fs::temp_directory_path() / "kxsvg-test-XXXXXX").string();
+    const char* made = ::mkdtemp(&pattern[0]);
+    m_path = made ? std::string(made) : std::string();
+}
+
+TempDir::~TempDir()
+{
+    std::error_code ec;
+    if (!m_path.empty()) fs::remove_all(m_path, ec);
+}
+
+bool writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
+    return static_cast<bool>(out);
 }
 
 std::vector<std::string> listSvgFiles(const std::string& dir)
@@ -66,17 +90,12 @@ std::vector<std::string> LogCapture::messages() const
 
 double FillArea(const kx::svg::SegmentedPrimitive& p)
 {
-    double area = 0;
     EXPECT_EQ(p.triangleIndices.size() % 3, 0u);
-    for (std::size_t i = 0; i + 2 < p.triangleIndices.size(); i += 3) {
-        const unsigned int a = p.triangleIndices[i], b = p.triangleIndices[i + 1], c = p.triangleIndices[i + 2];
-        EXPECT_LT(std::max({a, b, c}), p.trianglePoints.size());
-        if (std::max({a, b, c}) >= p.trianglePoints.size()) return -1;
-        const auto &pa = p.trianglePoints[a], &pb = p.trianglePoints[b], &pc = p.trianglePoints[c];
-        area += 0.5 * std::fabs((double(pb.X()) - pa.X()) * (double(pc.Y()) - pa.Y()) -
-                                (double(pb.Y()) - pa.Y()) * (double(pc.X()) - pa.X()));
+    for (unsigned int index : p.triangleIndices) {
+        EXPECT_LT(index, p.trianglePoints.size());
+        if (index >= p.trianglePoints.size()) return -1;
     }
-    return area;
+    return kx::svg::FillArea(p);
 }
 
 } // namespace kxtest

@@ -20,6 +20,25 @@ std::vector<std::string> listSvgFiles(const std::string& dir);
 /// Reads a whole file; returns false when it cannot be read.
 bool readFile(const std::string& path, std::string& content);
 
+/// A fresh directory under the system's temporary folder, removed with its
+/// content when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& path() const { return m_path; }
+    /// `path()` + "/" + `name`.
+    std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    std::string m_path;
+};
+
+/// Writes `content` to a file; returns false when it cannot be written.
+bool writeFile(const std::string& path, const std::string& content);
+
 /// Sum of the (unsigned) areas of a primitive's fill triangles, in double
 /// precision; -1 (and a test failure) when an index is out of range.
 double FillArea(const kx::svg::SegmentedPrimitive& primitive);

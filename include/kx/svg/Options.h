@@ -21,7 +21,9 @@ struct KXSVG_API LoadOptions {
 struct KXSVG_API SaveOptions {
     /// When not empty, written as the comment "Author : {author}" at the head.
     std::string author;
-    /// Digits after the decimal point of every number written; negative means 6.
+    /// Digits after the decimal point of every number written; negative means 6,
+    /// except INT32_MIN, which asks for the shortest text that reads back as
+    /// the same float (what `SaveTextOptions::shortestNumbers` sets).
     int32_t floatPrecision = -1;
     /// Indented output, and spaces between every token of path data.
     bool formatOutput = false;

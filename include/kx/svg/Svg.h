@@ -17,6 +17,7 @@
 #include <kx/svg/Segmentation.h>
 #include <kx/svg/SegmentationOptions.h>
 #include <kx/svg/SegmentedPrimitive.h>
+#include <kx/svg/Simple.h>
 #include <kx/svg/TextSpace.h>
 #include <kx/svg/Triangulate.h>
 #include <kx/svg/Units.h>
