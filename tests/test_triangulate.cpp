@@ -3,6 +3,8 @@
 // origin), over generated polygons, rotated and in both orientations.
 #include <kx/svg/Triangulate.h>
 
+#include "TestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,25 +21,9 @@ namespace {
 using Point = Wm4::Vector2<float>;
 using Rule = kx::TriangulationFillRule;
 
-struct Shape {
-    std::vector<Point> points;
-    std::vector<unsigned int> edges;
+using Shape = kxtest::Outline;
 
-    // Appends a closed chain through the given points.
-    void addChain(const std::vector<Point>& chain, bool reversed = false) {
-        const unsigned int base = static_cast<unsigned int>(points.size());
-        const std::size_t n = chain.size();
-        for (std::size_t i = 0; i < n; ++i) points.push_back(chain[reversed ? n - 1 - i : i]);
-        for (std::size_t i = 0; i < n; ++i) {
-            edges.push_back(base + static_cast<unsigned int>(i));
-            edges.push_back(base + static_cast<unsigned int>((i + 1) % n));
-        }
-    }
-};
-
-double cross(const Point& o, const Point& a, const Point& b) {
-    return (double(a.X()) - o.X()) * (double(b.Y()) - o.Y()) - (double(a.Y()) - o.Y()) * (double(b.X()) - o.X());
-}
+double cross(const Point& o, const Point& a, const Point& b) { return kxtest::Cross(o, a, b); }
 
 // Even-odd or non-zero membership of p, by casting a ray to +x over the segments.
 int windingAt(const Shape& s, double px, double py, bool* nearEdge) {

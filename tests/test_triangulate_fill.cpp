@@ -3,6 +3,7 @@
 // area computation and against the fill rule at sample points, and every
 // boundary against the same region.
 #include "../fuzz/FuzzTargets.h"
+#include "TestSupport.h"
 
 #include <kx/svg/Triangulate.h>
 
@@ -19,24 +20,8 @@ namespace {
 using Point = Wm4::Vector2<float>;
 using Rule = kx::TriangulationFillRule;
 
-struct Outline {
-    std::vector<Point> points;
-    std::vector<unsigned int> edges;
-
-    void chain(const std::vector<Point>& pts, bool reversed = false) {
-        const unsigned int base = static_cast<unsigned int>(points.size());
-        const std::size_t n = pts.size();
-        for (std::size_t i = 0; i < n; ++i) points.push_back(pts[reversed ? n - 1 - i : i]);
-        for (std::size_t i = 0; i < n; ++i) {
-            edges.push_back(base + static_cast<unsigned int>(i));
-            edges.push_back(base + static_cast<unsigned int>((i + 1) % n));
-        }
-    }
-};
-
-double cross(const Point& o, const Point& a, const Point& b) {
-    return (double(a.X()) - o.X()) * (double(b.Y()) - o.Y()) - (double(a.Y()) - o.Y()) * (double(b.X()) - o.X());
-}
+using Outline = kxtest::Outline;
+using kxtest::Cross;
 
 // Winding number of (px, py) over a list of directed segments, by a ray to +x;
 // `near` is set when the point lies within `tolerance` of a segment.
@@ -85,7 +70,7 @@ void checkFill(const Outline& o, Rule rule, const std::string& what, int samples
     const double expected = kxfuzz::coveredArea(o.points, o.edges, rule);
     double area = 0.0;
     for (std::size_t t = 0; t < ti.size(); t += 3) {
-        const double a = 0.5 * cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
+        const double a = 0.5 * Cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
         ASSERT_GT(a, 0.0) << "triangle " << t / 3 << " is not counter-clockwise";
         area += a;
     }
@@ -102,7 +87,7 @@ void checkFill(const Outline& o, Rule rule, const std::string& what, int samples
             ringPoints.push_back(ring[i]);
             ringEdges.push_back(base + static_cast<unsigned int>(i));
             ringEdges.push_back(base + static_cast<unsigned int>((i + 1) % ring.size()));
-            ringArea += 0.5 * cross(Point(0, 0), ring[i], ring[(i + 1) % ring.size()]);
+            ringArea += 0.5 * Cross(Point(0, 0), ring[i], ring[(i + 1) % ring.size()]);
         }
     }
     EXPECT_NEAR(ringArea, expected, 1e-5 * extent * extent);
@@ -118,8 +103,8 @@ void checkFill(const Outline& o, Rule rule, const std::string& what, int samples
         int covered = 0;
         const Point p(static_cast<float>(px), static_cast<float>(py));
         for (std::size_t t = 0; t < ti.size(); t += 3) {
-            const double d1 = cross(tp[ti[t]], tp[ti[t + 1]], p), d2 = cross(tp[ti[t + 1]], tp[ti[t + 2]], p),
-                         d3 = cross(tp[ti[t + 2]], tp[ti[t]], p);
+            const double d1 = Cross(tp[ti[t]], tp[ti[t + 1]], p), d2 = Cross(tp[ti[t + 1]], tp[ti[t + 2]], p),
+                         d3 = Cross(tp[ti[t + 2]], tp[ti[t]], p);
             if (d1 > 0 && d2 > 0 && d3 > 0) ++covered;
         }
         if (near) continue;
@@ -147,7 +132,7 @@ Outline star(int n, int k, double phase) {
         i = (i + k) % n;
     } while (i != 0);
     Outline o;
-    o.chain(pts);
+    o.addChain(pts);
     return o;
 }
 
@@ -161,15 +146,15 @@ TEST(TriangulateFill, StarsBowTiesAndRings) {
         // not keep making new crossings with their neighbours.
         checkFill(star(1501, 7, 0.0), rule, "star 1501/7", 20);
         Outline bowTie;
-        bowTie.chain({Point(0, 0), Point(4, 4), Point(4, 0), Point(0, 4)});
+        bowTie.addChain({Point(0, 0), Point(4, 4), Point(4, 0), Point(0, 4)});
         checkFill(bowTie, rule, "bow-tie");
         // Rings overlapping in both directions, and a ring inside a ring.
         for (int reversed = 0; reversed < 2; ++reversed) {
             Outline rings;
-            rings.chain(circle(40, 0, 0, 10));
-            rings.chain(circle(40, 7, 1, 10), reversed != 0);
-            rings.chain(circle(40, 3, 8, 6, 0.2), reversed != 0);
-            rings.chain(circle(17, 0, 0, 3));
+            rings.addChain(circle(40, 0, 0, 10));
+            rings.addChain(circle(40, 7, 1, 10), reversed != 0);
+            rings.addChain(circle(40, 3, 8, 6, 0.2), reversed != 0);
+            rings.addChain(circle(17, 0, 0, 3));
             checkFill(rings, rule, "rings " + std::to_string(reversed));
         }
     }
@@ -179,14 +164,14 @@ TEST(TriangulateFill, DegenerateContacts) {
     for (Rule rule : {Rule::EvenOdd, Rule::NonZero}) {
         // Collinear overlaps: rectangles sharing part of an edge, running both ways.
         Outline overlap;
-        overlap.chain({Point(0, 0), Point(4, 0), Point(4, 2), Point(0, 2)});
-        overlap.chain({Point(2, 2), Point(6, 2), Point(6, 5), Point(2, 5)}, true);
-        overlap.chain({Point(1, 0), Point(3, 0), Point(3, -1), Point(1, -1)});
+        overlap.addChain({Point(0, 0), Point(4, 0), Point(4, 2), Point(0, 2)});
+        overlap.addChain({Point(2, 2), Point(6, 2), Point(6, 5), Point(2, 5)}, true);
+        overlap.addChain({Point(1, 0), Point(3, 0), Point(3, -1), Point(1, -1)});
         checkFill(overlap, rule, "collinear overlaps");
         // A segment through another outline's vertex, and a vertex on a segment.
         Outline through;
-        through.chain({Point(0, 0), Point(6, 0), Point(3, 6)});
-        through.chain({Point(3, 0), Point(5, -2), Point(5, 3), Point(1, 3)});
+        through.addChain({Point(0, 0), Point(6, 0), Point(3, 6)});
+        through.addChain({Point(3, 0), Point(5, -2), Point(5, 3), Point(1, 3)});
         checkFill(through, rule, "segment through a vertex");
         // Many segments through one point: diameters of a circle joined at alternate ends.
         Outline fan;
@@ -196,12 +181,12 @@ TEST(TriangulateFill, DegenerateContacts) {
             pts.push_back(half[i]);
             pts.push_back(Point(-half[i].X(), -half[i].Y()));
         }
-        fan.chain(pts);
+        fan.addChain(pts);
         checkFill(fan, rule, "diameters through one point");
         // Near-coincident vertices: a square and its copy one float step away, rotated slightly.
         Outline near;
-        near.chain({Point(0, 0), Point(1, 0), Point(1, 1), Point(0, 1)});
-        near.chain({Point(std::nextafter(0.0f, 1.0f), 0), Point(1, std::nextafter(0.0f, 1.0f)),
+        near.addChain({Point(0, 0), Point(1, 0), Point(1, 1), Point(0, 1)});
+        near.addChain({Point(std::nextafter(0.0f, 1.0f), 0), Point(1, std::nextafter(0.0f, 1.0f)),
                     Point(std::nextafter(1.0f, 2.0f), 1), Point(0, std::nextafter(1.0f, 2.0f))});
         checkFill(near, rule, "near-coincident squares");
     }
@@ -215,7 +200,7 @@ TEST(TriangulateFill, DegenerateContacts) {
     std::vector<unsigned int> ti;
     ASSERT_TRUE(kx::TriangulateFill(loose.points, loose.edges, tp, ti));
     double area = 0.0;
-    for (std::size_t t = 0; t < ti.size(); t += 3) area += 0.5 * cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
+    for (std::size_t t = 0; t < ti.size(); t += 3) area += 0.5 * Cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
     EXPECT_NEAR(area, 16.0 + 8.0, 1e-3); // a square and a triangle
 }
 
@@ -229,7 +214,7 @@ TEST(TriangulateFill, RandomOutlinesRotated) {
             std::vector<Point> pts;
             const int n = count(rng);
             for (int i = 0; i < n; ++i) pts.emplace_back(float(coordinate(rng)), float(coordinate(rng)));
-            o.chain(pts);
+            o.addChain(pts);
         }
         // Every fourth case is turned by an angle that makes the coordinates inexact.
         if (round % 4 == 3) {
@@ -244,8 +229,8 @@ TEST(TriangulateFill, RandomOutlinesRotated) {
 
 TEST(TriangulateFill, PlainOutlinesMatchTriangulatePolyAndBadInputSaysWhy) {
     Outline square;
-    square.chain({Point(0, 0), Point(2, 0), Point(2, 2), Point(0, 2)});
-    square.chain({Point(0.5f, 0.5f), Point(1, 0.5f), Point(1, 1)});
+    square.addChain({Point(0, 0), Point(2, 0), Point(2, 2), Point(0, 2)});
+    square.addChain({Point(0.5f, 0.5f), Point(1, 0.5f), Point(1, 1)});
     std::vector<Point> p1, p2;
     std::vector<unsigned int> i1, i2;
     ASSERT_TRUE(kx::TriangulatePoly(square.points, square.edges, p1, i1, Rule::NonZero, true));
@@ -256,7 +241,7 @@ TEST(TriangulateFill, PlainOutlinesMatchTriangulatePolyAndBadInputSaysWhy) {
     EXPECT_EQ(i1, i2);
 
     Outline bowTie;
-    bowTie.chain({Point(0, 0), Point(4, 4), Point(4, 0), Point(0, 4)});
+    bowTie.addChain({Point(0, 0), Point(4, 4), Point(4, 0), Point(0, 4)});
     std::string reason;
     options.resolveCrossings = false;
     EXPECT_FALSE(kx::TriangulateFill(bowTie.points, bowTie.edges, p2, i2, options, &reason));
@@ -292,14 +277,14 @@ TEST(TriangulateFill, LargeAndHostileInputsFinish) {
     for (int i = 0; i <= 2 * teeth; ++i) pts.emplace_back(float(i), (i % 2) ? 10.0f : -10.0f);
     pts.emplace_back(float(2 * teeth), -20.0f);
     pts.emplace_back(0.0f, -20.0f);
-    zigzag.chain(pts);
-    zigzag.chain({Point(-1, -1), Point(2 * teeth + 1, -1), Point(2 * teeth + 1, 1), Point(-1, 1)});
+    zigzag.addChain(pts);
+    zigzag.addChain({Point(-1, -1), Point(2 * teeth + 1, -1), Point(2 * teeth + 1, 1), Point(-1, 1)});
     std::vector<Point> tp;
     std::vector<unsigned int> ti;
     std::string reason;
     ASSERT_TRUE(kx::TriangulateFill(zigzag.points, zigzag.edges, tp, ti, kx::FillOptions(), &reason)) << reason;
     double area = 0.0;
-    for (std::size_t t = 0; t < ti.size(); t += 3) area += 0.5 * cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
+    for (std::size_t t = 0; t < ti.size(); t += 3) area += 0.5 * Cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
     // Under the zig-zag 20 per unit of length, the bar 2 per unit, and the
     // bar loses 1 per unit to each tooth it crosses, twice under even-odd.
     EXPECT_NEAR(area, 40.0 * teeth + 4.0, 1e-6 * area);
@@ -312,10 +297,10 @@ TEST(TriangulateFill, LargeAndHostileInputsFinish) {
         const float a = angle(rng);
         ends.emplace_back(1000.0f * std::cos(a), 1000.0f * std::sin(a));
     }
-    chords.chain(ends);
+    chords.addChain(ends);
     if (kx::TriangulateFill(chords.points, chords.edges, tp, ti, kx::FillOptions(), &reason)) {
         area = 0.0;
-        for (std::size_t t = 0; t < ti.size(); t += 3) area += 0.5 * cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
+        for (std::size_t t = 0; t < ti.size(); t += 3) area += 0.5 * Cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
         EXPECT_NEAR(area, kxfuzz::coveredArea(chords.points, chords.edges, Rule::EvenOdd), 1.0);
     } else {
         EXPECT_FALSE(reason.empty());

@@ -154,48 +154,36 @@ void Triangulator::collectSegments() {
 
     // Open chains are filled as if closed from their end back to their start.
     // A run of consecutive pairs where each starts at the previous end is one
-    // chain; it is closed only when both of its ends still have odd degree,
-    // so closed outlines listed in any order are left alone.
-    std::size_t runStart = kNone;
-    uint32_t runFirst = kNone, runLast = kNone;
-    auto closeRun = [&]() {
-        if (runStart == kNone || runFirst == runLast) return;
-        if (oddDegree[runFirst] && oddDegree[runLast]) addEdge(runLast, runFirst);
-    };
-    for (std::size_t i = 0; i < pairCount; ++i) {
-        const uint32_t a = m_rankOf[m_edgeIndices[2 * i]], b = m_rankOf[m_edgeIndices[2 * i + 1]];
-        if (a == b) continue;
-        if (runStart == kNone || a != runLast) {
-            closeRun();
-            runStart = i;
-            runFirst = a;
+    // chain; `close(first, last)` is called for each.
+    auto forEachRun = [&](auto&& close) {
+        bool inRun = false;
+        uint32_t runFirst = kNone, runLast = kNone;
+        for (std::size_t i = 0; i < pairCount; ++i) {
+            const uint32_t a = m_rankOf[m_edgeIndices[2 * i]], b = m_rankOf[m_edgeIndices[2 * i + 1]];
+            if (a == b) continue;
+            if (!inRun || a != runLast) {
+                if (inRun && runFirst != runLast) close(runFirst, runLast);
+                inRun = true;
+                runFirst = a;
+            }
+            runLast = b;
         }
-        runLast = b;
-    }
-    closeRun();
-
+        if (inRun && runFirst != runLast) close(runFirst, runLast);
+    };
+    // A chain is closed only when both of its ends still have odd degree, so
+    // closed outlines listed in any order are left alone.
+    forEachRun([&](uint32_t first, uint32_t last) {
+        if (oddDegree[first] && oddDegree[last]) addEdge(last, first);
+    });
     // Chains that start (or end) at one shared vertex, such as sub-paths
     // drawn from the same point that each end a hair away from it, keep that
     // vertex at even degree, so the rule above leaves them open and the
     // outline has loose ends. When crossings are resolved anyway, such a
     // chain is closed back to its start as soon as one of its ends is loose.
     if (m_resolveCrossings) {
-        runStart = kNone;
-        auto closeLooseEnd = [&]() {
-            if (runStart != kNone && runFirst != runLast && (oddDegree[runFirst] || oddDegree[runLast]))
-                addEdge(runLast, runFirst);
-        };
-        for (std::size_t i = 0; i < pairCount; ++i) {
-            const uint32_t a = m_rankOf[m_edgeIndices[2 * i]], b = m_rankOf[m_edgeIndices[2 * i + 1]];
-            if (a == b) continue;
-            if (runStart == kNone || a != runLast) {
-                closeLooseEnd();
-                runStart = i;
-                runFirst = a;
-            }
-            runLast = b;
-        }
-        closeLooseEnd();
+        forEachRun([&](uint32_t first, uint32_t last) {
+            if (oddDegree[first] || oddDegree[last]) addEdge(last, first);
+        });
     }
 
     mergeSegments(edges);
