@@ -102,6 +102,22 @@ SaveOptions WriterOptions(const SaveTextOptions& options)
     return save;
 }
 
+// Reads the file and hands its bytes to `decode`; a file that cannot be read
+// gives a result with that one message.
+template <class Result, class Decode>
+Result FromFile(const std::string& path, Decode&& decode)
+{
+    return Guarded<Result>([&] {
+        std::string bytes;
+        if (!impl::ReadWholeFile(path, bytes)) {
+            Result result;
+            result.messages.push_back("Cannot read " + Quoted(path));
+            return result;
+        }
+        return decode(bytes, "File " + Quoted(path));
+    });
+}
+
 } // namespace
 
 LoadResult LoadBytes(std::string_view bytes, const LoadOptions& options)
@@ -111,15 +127,8 @@ LoadResult LoadBytes(std::string_view bytes, const LoadOptions& options)
 
 LoadResult LoadFile(const std::string& path, const LoadOptions& options)
 {
-    return Guarded<LoadResult>([&] {
-        std::string bytes;
-        if (!impl::ReadWholeFile(path, bytes)) {
-            LoadResult result;
-            result.messages.push_back("Cannot read " + Quoted(path));
-            return result;
-        }
-        return LoadDecoded(bytes, "File " + Quoted(path), options);
-    });
+    return FromFile<LoadResult>(
+        path, [&](const std::string& bytes, const std::string& what) { return LoadDecoded(bytes, what, options); });
 }
 
 PreflightResult PreflightBytes(std::string_view bytes, const PreflightOptions& options)
@@ -129,14 +138,8 @@ PreflightResult PreflightBytes(std::string_view bytes, const PreflightOptions& o
 
 PreflightResult PreflightFile(const std::string& path, const PreflightOptions& options)
 {
-    return Guarded<PreflightResult>([&] {
-        std::string bytes;
-        if (!impl::ReadWholeFile(path, bytes)) {
-            PreflightResult result;
-            result.messages.push_back("Cannot read " + Quoted(path));
-            return result;
-        }
-        return PreflightDecoded(bytes, "File " + Quoted(path), options);
+    return FromFile<PreflightResult>(path, [&](const std::string& bytes, const std::string& what) {
+        return PreflightDecoded(bytes, what, options);
     });
 }
 
