@@ -11,6 +11,7 @@
 // then the mean.
 //
 // Usage: kxsvg_stroke_iou [--count 300] [--width 256] [--list-below 0.97] [corpus-dir]
+#include <kx/svg/PathPrimitives.h>
 #include <kx/svg/Segmentation.h>
 
 #include <kx/system/kxIoDevice.h>
@@ -54,6 +55,7 @@ struct Surface {
 struct Features {
     bool dashes = false, miterClip = false, nonScaling = false, skewed = false, failedFill = false;
     int shapes = 0;
+    double thinnest = 1e30; ///< narrowest stroke, in pixels
 };
 
 struct Drawing {
@@ -70,6 +72,67 @@ void SetFrame(cairo_t* cr, const Drawing& d)
     cairo_identity_matrix(cr);
     cairo_scale(cr, d.scale, d.scale);
     cairo_translate(cr, -d.frame->getMinPoint().X(), -d.frame->getMinPoint().Y());
+}
+
+// The shape as cairo draws it in item coordinates: paths from their own
+// commands (cairo's curves, arcs in 64 pieces, close-path as cairo's), circles
+// as the segmenter's polygon (the outline the mesh strokes), rectangles and lines as given.
+void ReferencePath(cairo_t* cr, const ItemInterface& item, const SegmentedPrimitive& p, const cairo_matrix_t& m)
+{
+    if (item.getType() == ItemType::Line) {
+        const Line& line = static_cast<const Line&>(item);
+        cairo_move_to(cr, line.getStart().X(), line.getStart().Y());
+        cairo_line_to(cr, line.getEnd().X(), line.getEnd().Y());
+    } else if (item.getType() == ItemType::Rect) {
+        const Rect& rect = static_cast<const Rect&>(item);
+        cairo_rectangle(cr, rect.getPosition().X(), rect.getPosition().Y(), rect.getSize().X(), rect.getSize().Y());
+    } else if (item.getType() == ItemType::Circle) {
+        cairo_matrix_t inverse = m;
+        if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) return;
+        for (std::size_t i = 0; i < p.points.size(); ++i) {
+            double x = p.points[i].X(), y = p.points[i].Y();
+            cairo_matrix_transform_point(&inverse, &x, &y);
+            if (i == 0) cairo_move_to(cr, x, y);
+            else cairo_line_to(cr, x, y);
+        }
+        cairo_close_path(cr);
+    } else if (item.getType() == ItemType::Path) {
+        PathVisitorCommandsToPrimitives visitor(
+            static_cast<const Path&>(item).getCommands(), [cr](std::unique_ptr<PathPrimitive>& primitive, bool starts) {
+                if (!primitive) return;
+                if (primitive->getKind() == PathPrimitive::LineKind) {
+                    const PathLine& line = static_cast<const PathLine&>(*primitive);
+                    if (starts) cairo_move_to(cr, line.getStart().X(), line.getStart().Y());
+                    if (line.closesContour()) {
+                        if (!starts) cairo_line_to(cr, line.getEnd().X(), line.getEnd().Y());
+                        cairo_close_path(cr);
+                    } else {
+                        cairo_line_to(cr, line.getEnd().X(), line.getEnd().Y());
+                    }
+                } else if (primitive->getKind() == PathPrimitive::BezierCubicKind) {
+                    const Vec2* c = static_cast<const PathBezierCubic&>(*primitive).getCurve().GetControlPoints();
+                    if (starts) cairo_move_to(cr, c[0].X(), c[0].Y());
+                    cairo_curve_to(cr, c[1].X(), c[1].Y(), c[2].X(), c[2].Y(), c[3].X(), c[3].Y());
+                } else {
+                    const PathEllipticalArc& arc = static_cast<const PathEllipticalArc&>(*primitive);
+                    if (starts) cairo_move_to(cr, arc.getStart().X(), arc.getStart().Y());
+                    if (arc.isStartEqualEnd()) return;
+                    const Vec2& r = arc.getRadii();
+                    if (r.X() < 0.01f || r.Y() < 0.01f) {
+                        cairo_line_to(cr, arc.getEnd().X(), arc.getEnd().Y());
+                        return;
+                    }
+                    const double phi = arc.getRotation() * 3.14159265358979 / 180.0;
+                    for (int k = 1; k <= 64; ++k) {
+                        const double t = arc.getStartAngle() + arc.getDeltaAngle() * k / 64.0;
+                        const double x = r.X() * std::cos(t), y = r.Y() * std::sin(t);
+                        cairo_line_to(cr, arc.getCenter().X() + x * std::cos(phi) - y * std::sin(phi),
+                                      arc.getCenter().Y() + x * std::sin(phi) + y * std::cos(phi));
+                    }
+                }
+            });
+        visitor.visit();
+    }
 }
 
 void StrokeShape(Drawing& d, const ItemInterface& item, const Mat3& transform, const RenderingProperties& props)
@@ -96,7 +159,7 @@ void StrokeShape(Drawing& d, const ItemInterface& item, const Mat3& transform, c
     cairo_set_fill_rule(a, CAIRO_FILL_RULE_WINDING);
     cairo_fill(a);
 
-    // Side B: cairo's stroke of the outline mapped back into item coordinates.
+    // Side B: cairo's stroke in item coordinates, the transform as cairo's matrix.
     const double m00 = transform(0, 0), m01 = transform(0, 1), m02 = transform(0, 2);
     const double m10 = transform(1, 0), m11 = transform(1, 1), m12 = transform(1, 2);
     const double det = m00 * m11 - m01 * m10;
@@ -106,30 +169,11 @@ void StrokeShape(Drawing& d, const ItemInterface& item, const Mat3& transform, c
         d.features.skewed = true;
     cairo_t* b = d.cairo->cr;
     SetFrame(b, d);
-    cairo_matrix_t item;
-    cairo_matrix_init(&item, m00, m10, m01, m11, m02, m12);
-    cairo_transform(b, &item);
+    cairo_matrix_t matrix;
+    cairo_matrix_init(&matrix, m00, m10, m01, m11, m02, m12);
+    cairo_transform(b, &matrix);
     cairo_new_path(b);
-    unsigned int last = ~0u;
-    for (std::size_t i = 0; i + 1 < p.lineIndices.size(); i += 2) {
-        const auto back = [&](unsigned int index, bool move) {
-            const double x = p.points[index].X() - m02, y = p.points[index].Y() - m12;
-            const double ix = (m11 * x - m01 * y) / det, iy = (-m10 * x + m00 * y) / det;
-            if (move) cairo_move_to(b, ix, iy);
-            else cairo_line_to(b, ix, iy);
-        };
-        const unsigned int i0 = p.lineIndices[i], i1 = p.lineIndices[i + 1];
-        if (i0 != last) back(i0, true);
-        // A sub-path that comes back to its first point is closed, as the mesh takes it.
-        back(i1, false);
-        last = i1;
-        const bool runEnds = i + 2 >= p.lineIndices.size() || p.lineIndices[i + 2] != i1;
-        if (runEnds) {
-            std::size_t s = i;
-            while (s >= 2 && p.lineIndices[s - 1] == p.lineIndices[s]) s -= 2;
-            if (p.points[p.lineIndices[s]] == p.points[i1] && s != i) cairo_close_path(b);
-        }
-    }
+    ReferencePath(b, item, p, matrix);
     const bool nonScaling = props.vectorEffect && (*props.vectorEffect & NonScalingStroke) != 0;
     if (nonScaling) {
         d.features.nonScaling = true;
@@ -138,6 +182,8 @@ void StrokeShape(Drawing& d, const ItemInterface& item, const Mat3& transform, c
     const impl::StrokeStyle style = impl::StrokeStyleFromProperties(props, d.visitor->getOptions().strokePercentLength,
                                                                     0.05f);
     cairo_set_line_width(b, style.width);
+    const double pixels = style.width * d.scale * (nonScaling ? 1.0 : std::sqrt(std::fabs(det)));
+    if (style.width > 0.0f) d.features.thinnest = std::min(d.features.thinnest, pixels);
     cairo_set_line_cap(b, style.cap == LineCap::Round    ? CAIRO_LINE_CAP_ROUND
                           : style.cap == LineCap::Square ? CAIRO_LINE_CAP_SQUARE
                                                          : CAIRO_LINE_CAP_BUTT);
@@ -253,7 +299,8 @@ int main(int argc, char** argv)
         sum += iou;
         if (iou < listBelow) {
             ++below;
-            std::printf("%.4f %s (%ld px;%s%s%s%s%s)\n", iou, file.substr(dir.size() + 1).c_str(), covered,
+            std::printf("%.4f %s (%ld px, thinnest stroke %.2f px;%s%s%s%s%s)\n", iou, file.substr(dir.size() + 1).c_str(),
+                        covered, d.features.thinnest,
                         d.features.dashes ? " dashes" : "", d.features.miterClip ? " miter-clip" : "",
                         d.features.nonScaling ? " non-scaling" : "", d.features.skewed ? " non-uniform transform" : "",
                         d.features.failedFill ? " failed fill" : "");
