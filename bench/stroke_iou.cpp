@@ -1,7 +1,7 @@
 // stroke_iou.cpp - how closely the library's stroke meshes cover what cairo's
 // own stroker covers, over a sample of corpus drawings.
 //
-// For each drawing with a view box, every stroked shape is segmented with
+// Each drawing is rewritten by the preflight pass; for each with a view box, every stroked shape is segmented with
 // stroke meshes on; side A fills the mesh triangles, side B strokes the same
 // outline with cairo in the item's own coordinates (the transform as cairo's
 // matrix, so a non-uniform scale gives cairo's elliptical pen), with the same
@@ -10,8 +10,14 @@
 // printed per file below the threshold, with the features that explain it,
 // then the mean.
 //
-// Usage: kxsvg_stroke_iou [--count 300] [--width 256] [--list-below 0.97] [corpus-dir]
+// By default cairo strokes the same flattened outline as the mesh (closed
+// where the sub-path is); --from-commands has cairo draw paths from their own
+// commands instead, so that flattening differences count too.
+//
+// Usage: kxsvg_stroke_iou [--count 300] [--width 256] [--list-below 0.97] [--from-commands] [corpus-dir]
+// With KXSVG_IOU_DUMP=folder, both sides of every listed file are written there as PNG.
 #include <kx/svg/PathPrimitives.h>
+#include <kx/svg/Preflight.h>
 #include <kx/svg/Segmentation.h>
 
 #include <kx/system/kxIoDevice.h>
@@ -28,6 +34,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -64,6 +71,7 @@ struct Drawing {
     Surface* mesh;
     Surface* cairo;
     SegmenterVisitor* visitor;
+    bool fromCommands;
     Features features;
 };
 
@@ -135,6 +143,57 @@ void ReferencePath(cairo_t* cr, const ItemInterface& item, const SegmentedPrimit
     }
 }
 
+// Which sub-paths of a path a close-path ends, in order, counting only those
+// that draw a segment (the runs of the flattened outline).
+std::vector<bool> ClosedRuns(const Path& path)
+{
+    std::vector<bool> closed;
+    bool draws = false, closes = false;
+    const auto finish = [&]() {
+        if (draws) closed.push_back(closes);
+        draws = closes = false;
+    };
+    PathVisitorCommandsToPrimitives visitor(path.getCommands(), [&](std::unique_ptr<PathPrimitive>& primitive, bool starts) {
+        if (!primitive) return;
+        if (starts) finish();
+        if (primitive->getKind() == PathPrimitive::EllipticalArcKind &&
+            static_cast<const PathEllipticalArc&>(*primitive).isStartEqualEnd())
+            return;
+        draws = true;
+        if (primitive->getKind() == PathPrimitive::LineKind && static_cast<const PathLine&>(*primitive).closesContour())
+            closes = true;
+    });
+    visitor.visit();
+    finish();
+    return closed;
+}
+
+// The flattened outline the mesh strokes, mapped back into item coordinates,
+// each run closed as its sub-path is.
+void OutlinePath(cairo_t* cr, const ItemInterface& item, const SegmentedPrimitive& p, const cairo_matrix_t& m)
+{
+    cairo_matrix_t inverse = m;
+    if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) return;
+    std::vector<bool> closedRuns;
+    if (item.getType() == ItemType::Path) closedRuns = ClosedRuns(static_cast<const Path&>(item));
+    const bool shapeClosed = item.getType() == ItemType::Rect || item.getType() == ItemType::Circle;
+    const auto point = [&](unsigned int index, bool move) {
+        double x = p.points[index].X(), y = p.points[index].Y();
+        cairo_matrix_transform_point(&inverse, &x, &y);
+        if (move) cairo_move_to(cr, x, y);
+        else cairo_line_to(cr, x, y);
+    };
+    std::size_t run = 0;
+    for (std::size_t i = 0; i + 1 < p.lineIndices.size(); i += 2) {
+        const bool starts = i == 0 || p.lineIndices[i - 1] != p.lineIndices[i];
+        if (starts) point(p.lineIndices[i], true);
+        const bool ends = i + 2 >= p.lineIndices.size() || p.lineIndices[i + 2] != p.lineIndices[i + 1];
+        if (ends && (shapeClosed || (run < closedRuns.size() && closedRuns[run]))) cairo_close_path(cr);
+        else point(p.lineIndices[i + 1], false);
+        if (ends) ++run;
+    }
+}
+
 void StrokeShape(Drawing& d, const ItemInterface& item, const Mat3& transform, const RenderingProperties& props)
 {
     const std::size_t before = d.visitor->getSegmentedPrimitives().size();
@@ -173,7 +232,8 @@ void StrokeShape(Drawing& d, const ItemInterface& item, const Mat3& transform, c
     cairo_matrix_init(&matrix, m00, m10, m01, m11, m02, m12);
     cairo_transform(b, &matrix);
     cairo_new_path(b);
-    ReferencePath(b, item, p, matrix);
+    if (d.fromCommands) ReferencePath(b, item, p, matrix);
+    else OutlinePath(b, item, p, matrix);
     const bool nonScaling = props.vectorEffect && (*props.vectorEffect & NonScalingStroke) != 0;
     if (nonScaling) {
         d.features.nonScaling = true;
@@ -240,12 +300,14 @@ int main(int argc, char** argv)
     std::size_t count = 300;
     int width = 256;
     double listBelow = 0.97;
+    bool fromCommands = false;
     std::string dir;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--count" && i + 1 < argc) count = std::strtoul(argv[++i], nullptr, 10);
         else if (arg == "--width" && i + 1 < argc) width = std::atoi(argv[++i]);
         else if (arg == "--list-below" && i + 1 < argc) listBelow = std::strtod(argv[++i], nullptr);
+        else if (arg == "--from-commands") fromCommands = true;
         else dir = arg;
     }
     if (dir.empty()) dir = kxbench::corpusDir();
@@ -263,12 +325,20 @@ int main(int argc, char** argv)
     kxLog::setSink([](int, const std::string&, const std::string&) {});
     double sum = 0.0;
     std::size_t measured = 0, below = 0;
+    std::map<std::string, std::pair<double, int>> perSet; // top folder: IoU sum, files
     for (const std::string& file : files) {
         if (measured >= count) break;
         std::string content;
         ItemInterfacePointer<ItemInterface> root;
         if (!kxbench::readFile(file, content)) continue;
-        kxIoDeviceByteContainerReadOnly device(content.data(), content.size());
+        // Drawings from the wild go through the preflight pass first (polylines,
+        // currentColor, style attributes, references), as `kxsvg render --preflight` does.
+        std::string rewritten;
+        PreflightReport report;
+        PreflightOptions preflight;
+        preflight.splitCrossingSubpaths = false;
+        if (!PreflightSvg(content, preflight, rewritten, report)) continue;
+        kxIoDeviceByteContainerReadOnly device(rewritten.data(), rewritten.size());
         LoadOptions loadOptions;
         loadOptions.ignoreUnsupported = true;
         if (!impl::LoadSvgDocument(root, device, loadOptions, nullptr, nullptr) || !root) continue;
@@ -289,7 +359,7 @@ int main(int argc, char** argv)
         const Document empty;
         SegmenterVisitor visitor(empty, options);
         Surface mesh(width, height), cairo(width, height);
-        Drawing d{&frame, scale, &mesh, &cairo, &visitor, Features()};
+        Drawing d{&frame, scale, &mesh, &cairo, &visitor, fromCommands, Features()};
         const Mat3 rootTransform = document.getTransform() ? *document.getTransform() : Mat3::IDENTITY;
         Walk(d, document, rootTransform, document.getRenderingProperties());
         long covered = 0;
@@ -297,8 +367,18 @@ int main(int argc, char** argv)
         if (iou < 0.0) continue; // nothing stroked
         ++measured;
         sum += iou;
+        const std::string relative = file.substr(dir.size() + 1);
+        auto& set = perSet[relative.substr(0, relative.find('/'))];
+        set.first += iou;
+        ++set.second;
         if (iou < listBelow) {
             ++below;
+            if (const char* dump = std::getenv("KXSVG_IOU_DUMP")) {
+                // Both sides as pictures, for a look at what differs.
+                const std::string stem = std::string(dump) + "/" + std::to_string(below);
+                cairo_surface_write_to_png(mesh.surface, (stem + "-mesh.png").c_str());
+                cairo_surface_write_to_png(cairo.surface, (stem + "-cairo.png").c_str());
+            }
             std::printf("%.4f %s (%ld px, thinnest stroke %.2f px;%s%s%s%s%s)\n", iou, file.substr(dir.size() + 1).c_str(),
                         covered, d.features.thinnest,
                         d.features.dashes ? " dashes" : "", d.features.miterClip ? " miter-clip" : "",
@@ -311,6 +391,8 @@ int main(int argc, char** argv)
         std::printf("no stroked drawing found\n");
         return 1;
     }
+    for (const auto& [name, set] : perSet)
+        std::printf("  %-20s %4d files, mean IoU %.5f\n", name.c_str(), set.second, set.first / set.second);
     std::printf("files with strokes: %zu, mean IoU %.5f, below %.2f: %zu\n", measured, sum / measured, listBelow,
                 below);
     return 0;
