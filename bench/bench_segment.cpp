@@ -321,8 +321,8 @@ void BM_StrokeZigzag(benchmark::State& state)
         benchmark::DoNotOptimize(indices.data());
     }
     state.SetComplexityN(static_cast<int64_t>(n));
-    state.counters["segments/s"] =
-        benchmark::Counter(static_cast<double>(n) * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    const double segments = static_cast<double>(n) * static_cast<double>(state.iterations());
+    state.counters["segments/s"] = benchmark::Counter(segments, benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_StrokeZigzag)->RangeMultiplier(4)->Range(1 << 10, 1 << 18)->Complexity(benchmark::oN);
 

@@ -153,16 +153,18 @@ std::vector<bool> ClosedRuns(const Path& path)
         if (draws) closed.push_back(closes);
         draws = closes = false;
     };
-    PathVisitorCommandsToPrimitives visitor(path.getCommands(), [&](std::unique_ptr<PathPrimitive>& primitive, bool starts) {
+    const auto visit = [&](std::unique_ptr<PathPrimitive>& primitive, bool starts) {
         if (!primitive) return;
         if (starts) finish();
         if (primitive->getKind() == PathPrimitive::EllipticalArcKind &&
             static_cast<const PathEllipticalArc&>(*primitive).isStartEqualEnd())
             return;
         draws = true;
-        if (primitive->getKind() == PathPrimitive::LineKind && static_cast<const PathLine&>(*primitive).closesContour())
+        if (primitive->getKind() == PathPrimitive::LineKind &&
+            static_cast<const PathLine&>(*primitive).closesContour())
             closes = true;
-    });
+    };
+    PathVisitorCommandsToPrimitives visitor(path.getCommands(), visit);
     visitor.visit();
     finish();
     return closed;
@@ -379,8 +381,8 @@ int main(int argc, char** argv)
                 cairo_surface_write_to_png(mesh.surface, (stem + "-mesh.png").c_str());
                 cairo_surface_write_to_png(cairo.surface, (stem + "-cairo.png").c_str());
             }
-            std::printf("%.4f %s (%ld px, thinnest stroke %.2f px;%s%s%s%s%s)\n", iou, file.substr(dir.size() + 1).c_str(),
-                        covered, d.features.thinnest,
+            std::printf("%.4f %s (%ld px, thinnest stroke %.2f px;%s%s%s%s%s)\n", iou,
+                        file.substr(dir.size() + 1).c_str(), covered, d.features.thinnest,
                         d.features.dashes ? " dashes" : "", d.features.miterClip ? " miter-clip" : "",
                         d.features.nonScaling ? " non-scaling" : "", d.features.skewed ? " non-uniform transform" : "",
                         d.features.failedFill ? " failed fill" : "");

@@ -218,7 +218,8 @@ Flattened flatten(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& r
         std::shared_ptr<const kx::svg::Node> group = asGroup(root);
         kx::svg::SegmentationOptions withViewport = options;
         kx::svg::BoundingBox frame;
-        if (withViewport.strokeMeshes && withViewport.strokePercentLength <= 0.0f && root && drawingFrame(*root, frame)) {
+        if (withViewport.strokeMeshes && withViewport.strokePercentLength <= 0.0f && root &&
+            drawingFrame(*root, frame)) {
             const double w = frame.getWidth(), h = frame.getHeight();
             withViewport.strokePercentLength = static_cast<float>(std::sqrt(0.5 * (w * w + h * h)));
         }

@@ -40,7 +40,8 @@ nlohmann::json toJson(const Flattened& flat, const kx::svg::BoundingBox* frame, 
             for (const auto& v : primitive->strokePoints) strokePoints.push_back({v.X(), v.Y()});
             nlohmann::json strokeTriangles = nlohmann::json::array();
             const auto& idx = primitive->strokeIndices;
-            for (std::size_t i = 0; i + 2 < idx.size(); i += 3) strokeTriangles.push_back({idx[i], idx[i + 1], idx[i + 2]});
+            for (std::size_t i = 0; i + 2 < idx.size(); i += 3)
+                strokeTriangles.push_back({idx[i], idx[i + 1], idx[i + 2]});
             p["strokePoints"] = std::move(strokePoints);
             p["strokeTriangles"] = std::move(strokeTriangles);
         }

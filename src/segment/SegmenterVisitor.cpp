@@ -111,8 +111,8 @@ bool SegmenterVisitor::segmentObject(const ItemInterface& item, const Wm4::Matri
             primitive = SegmentLine(*line, &transform, &props);
             // Lines are never filled, so they skip the contour path that strokes the other shapes.
             if (primitive && m_options.strokeMeshes)
-                impl::AttachStrokeMesh({line->getStart(), line->getEnd()}, {0u, 1u}, nullptr, &transform, &props, m_options,
-                                       *primitive);
+                impl::AttachStrokeMesh({line->getStart(), line->getEnd()}, {0u, 1u}, nullptr, &transform, &props,
+                                       m_options, *primitive);
         }
         break;
     case ItemType::Rect:

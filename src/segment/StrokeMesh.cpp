@@ -335,7 +335,8 @@ StrokeStyle StrokeStyleFromProperties(const RenderingProperties& props, float pe
 }
 
 void AppendStrokeMesh(const std::vector<Vec2>& points, const std::vector<unsigned int>& lineIndices,
-                      const std::vector<unsigned int>* closedEnds, const StrokeStyle& style, std::vector<Vec2>& outPoints, std::vector<unsigned int>& outIndices)
+                      const std::vector<unsigned int>* closedEnds, const StrokeStyle& style,
+                      std::vector<Vec2>& outPoints, std::vector<unsigned int>& outIndices)
 {
     if (!(style.width > 0.0f) || !std::isfinite(style.width)) return;
     MeshBuilder builder(style, outPoints, outIndices);
@@ -376,7 +377,8 @@ void AppendStrokeMesh(const std::vector<Vec2>& points, const std::vector<unsigne
         const unsigned int firstIndex = lineIndices[2 * begin], lastIndex = lineIndices[2 * end - 1];
         const bool closeListed =
             closedEnds != nullptr && std::binary_search(closedEnds->begin(), closedEnds->end(), lastIndex);
-        const bool closed = chain.size() > 2 && chain.front() == chain.back() && (firstIndex == lastIndex || closeListed);
+        const bool closed =
+            chain.size() > 2 && chain.front() == chain.back() && (firstIndex == lastIndex || closeListed);
         if (!style.dashes.empty()) {
             double period = 0.0;
             for (float d : style.dashes) period += static_cast<double>(d);
@@ -417,7 +419,8 @@ bool UnionTriangles(std::vector<Vec2>& points, std::vector<unsigned int>& indice
 }
 
 void AttachStrokeMesh(const std::vector<Vec2>& points, const std::vector<unsigned int>& lineIndices,
-                      const std::vector<unsigned int>* closedEnds, const Wm4::Matrix3<float>* transform, const RenderingProperties* props,
+                      const std::vector<unsigned int>* closedEnds, const Wm4::Matrix3<float>* transform,
+                      const RenderingProperties* props,
                       const SegmentationOptions& options, SegmentedPrimitive& primitive)
 {
     if (!options.strokeMeshes || props == nullptr || !props->hasStroke()) return;

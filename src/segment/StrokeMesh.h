@@ -43,7 +43,8 @@ StrokeStyle StrokeStyleFromProperties(const RenderingProperties& props, float pe
 /// zero-length segments are skipped. Pieces may overlap. The work is linear
 /// in the number of segments plus dashes plus round pieces.
 void AppendStrokeMesh(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& lineIndices,
-                      const std::vector<unsigned int>* closedEnds, const StrokeStyle& style, std::vector<Wm4::Vector2<float>>& outPoints,
+                      const std::vector<unsigned int>* closedEnds, const StrokeStyle& style,
+                      std::vector<Wm4::Vector2<float>>& outPoints,
                       std::vector<unsigned int>& outIndices);
 
 /// Replaces a triangle soup by the non-zero fill of its triangles (each taken
@@ -59,7 +60,8 @@ bool UnionTriangles(std::vector<Wm4::Vector2<float>>& points, std::vector<unsign
 /// first and stroked in document units. Logs at level 2 when the
 /// non-overlapping union fails (the overlapping mesh is kept).
 void AttachStrokeMesh(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& lineIndices,
-                      const std::vector<unsigned int>* closedEnds, const Wm4::Matrix3<float>* transform, const RenderingProperties* props,
+                      const std::vector<unsigned int>* closedEnds, const Wm4::Matrix3<float>* transform,
+                      const RenderingProperties* props,
                       const SegmentationOptions& options, SegmentedPrimitive& primitive);
 
 } // namespace impl
