@@ -403,6 +403,40 @@ bool UnionTriangles(std::vector<Vec2>& points, std::vector<unsigned int>& indice
         if (area < 0.0f) std::swap(b, c);
         edges.insert(edges.end(), {a, b, b, c, c, a});
     }
+    // An edge that two triangles of one piece share runs both ways and adds
+    // nothing to any winding number: dropping such pairs leaves the pieces'
+    // outlines only, which is far less for the fill to resolve.
+    struct Keyed {
+        uint64_t key;
+        std::size_t at;
+        bool forward;
+    };
+    std::vector<Keyed> keyed;
+    keyed.reserve(edges.size() / 2);
+    for (std::size_t e = 0; e + 1 < edges.size(); e += 2) {
+        const unsigned int u = edges[e], v = edges[e + 1];
+        keyed.push_back({(static_cast<uint64_t>(std::min(u, v)) << 32) | std::max(u, v), e, u < v});
+    }
+    std::sort(keyed.begin(), keyed.end(), [](const Keyed& x, const Keyed& y) {
+        return x.key != y.key ? x.key < y.key : x.forward < y.forward;
+    });
+    std::vector<unsigned int> kept;
+    kept.reserve(edges.size());
+    for (std::size_t i = 0; i < keyed.size();) {
+        std::size_t j = i, forward = 0;
+        while (j < keyed.size() && keyed[j].key == keyed[i].key) forward += keyed[j++].forward ? 1 : 0;
+        const std::size_t backward = (j - i) - forward;
+        // Keep the surplus of one direction over the other.
+        std::size_t surplus = forward > backward ? forward - backward : backward - forward;
+        for (std::size_t k = i; k < j && surplus > 0; ++k) {
+            if (keyed[k].forward != (forward > backward)) continue;
+            kept.push_back(edges[keyed[k].at]);
+            kept.push_back(edges[keyed[k].at + 1]);
+            --surplus;
+        }
+        i = j;
+    }
+    edges.swap(kept);
     std::vector<Vec2> outPoints;
     std::vector<unsigned int> outIndices;
     FillOptions fill;
