@@ -1,5 +1,6 @@
 // Segmentation speed: whole large drawings (loading excluded) and pure
 // cubic flattening.
+#include <kx/svg/Preflight.h>
 #include <kx/svg/Segmentation.h>
 
 #include <kx/system/kxIoDevice.h>
@@ -7,9 +8,12 @@
 
 #include "BenchSupport.h"
 #include "read/LoadDocument.h"
+#include "segment/StrokeMesh.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <random>
@@ -211,5 +215,115 @@ void BM_SegmentArcs(benchmark::State& state)
     state.counters["points/s"] = benchmark::Counter(total, benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_SegmentArcs)->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+namespace {
+
+// The stroked outlines of a spread of corpus files (every 8th file in path
+// order, about 2,000 drawings, after the preflight pass), in document
+// coordinates with their styles. Sub-paths count as closed only where the
+// outline's indices close them, so some closed paths are capped here.
+struct StrokedOutline {
+    std::vector<Vec2> points;
+    std::vector<unsigned int> lineIndices;
+    impl::StrokeStyle style;
+};
+
+const std::vector<StrokedOutline>& CorpusStrokes()
+{
+    static std::vector<StrokedOutline> outlines;
+    static bool loaded = false;
+    if (loaded) return outlines;
+    loaded = true;
+    const std::string dir = kxbench::corpusDir();
+    if (dir.empty()) return outlines;
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(dir))
+        if (entry.is_regular_file() && entry.path().extension() == ".svg") files.push_back(entry.path().string());
+    std::sort(files.begin(), files.end());
+    kxLog::setSink([](int, const std::string&, const std::string&) {});
+    for (std::size_t i = 0; i < files.size(); i += 8) {
+        std::string content;
+        ItemInterfacePointer<ItemInterface> root;
+        if (!kxbench::readFile(files[i], content)) continue;
+        // Through the preflight pass: most stroked icons need it (polylines, currentColor).
+        std::string rewritten;
+        PreflightReport report;
+        PreflightOptions preflight;
+        preflight.splitCrossingSubpaths = false;
+        if (!PreflightSvg(content, preflight, rewritten, report)) continue;
+        kxIoDeviceByteContainerReadOnly device(rewritten.data(), rewritten.size());
+        LoadOptions options;
+        options.ignoreUnsupported = true;
+        if (!impl::LoadSvgDocument(root, device, options, nullptr, nullptr)) continue;
+        const Node* node = dynamic_cast<const Node*>(root.get());
+        if (!node) continue;
+        SegmenterVisitor visitor(*node, SegmentationOptions::realSvg());
+        for (const auto& p : visitor.getSegmentedPrimitives()) {
+            if (!p->properties.hasStroke() || p->lineIndices.empty()) continue;
+            outlines.push_back({p->points, p->lineIndices, impl::StrokeStyleFromProperties(p->properties, 24, 0.05f)});
+        }
+    }
+    kxLog::setSink(nullptr);
+    return outlines;
+}
+
+// Stroke meshes of the corpus's strokes, flattening excluded.
+void BM_StrokeCorpus(benchmark::State& state)
+{
+    const std::vector<StrokedOutline>& outlines = CorpusStrokes();
+    if (outlines.empty()) {
+        state.SkipWithError("corpus absent: set KXSVG_CORPUS");
+        return;
+    }
+    double segments = 0, triangles = 0;
+    std::vector<Vec2> points;
+    std::vector<unsigned int> indices;
+    for (auto _ : state) {
+        for (const StrokedOutline& o : outlines) {
+            points.clear();
+            indices.clear();
+            impl::AppendStrokeMesh(o.points, o.lineIndices, nullptr, o.style, points, indices);
+            segments += static_cast<double>(o.lineIndices.size() / 2);
+            triangles += static_cast<double>(indices.size() / 3);
+        }
+        benchmark::DoNotOptimize(indices.data());
+    }
+    state.counters["segments/s"] = benchmark::Counter(segments, benchmark::Counter::kIsRate);
+    state.counters["triangles/s"] = benchmark::Counter(triangles, benchmark::Counter::kIsRate);
+    state.counters["outlines"] = static_cast<double>(outlines.size());
+}
+BENCHMARK(BM_StrokeCorpus)->Unit(benchmark::kMillisecond);
+
+// A zigzag of N segments with round joins and caps and dashes: the time per
+// segment stays flat as N grows.
+void BM_StrokeZigzag(benchmark::State& state)
+{
+    const unsigned int n = static_cast<unsigned int>(state.range(0));
+    std::vector<Vec2> outline;
+    std::vector<unsigned int> pairs;
+    for (unsigned int i = 0; i <= n; ++i) outline.push_back(Vec2(static_cast<float>(i), (i % 2) ? 1.0f : 0.0f));
+    for (unsigned int i = 0; i < n; ++i) pairs.insert(pairs.end(), {i, i + 1});
+    impl::StrokeStyle style;
+    style.width = 0.5f;
+    style.cap = LineCap::Round;
+    style.join = LineJoin::Round;
+    style.dashes = {3.0f, 1.0f};
+    std::vector<Vec2> points;
+    std::vector<unsigned int> indices;
+    // Once untimed, so that the runs reuse the output's memory instead of faulting it in.
+    impl::AppendStrokeMesh(outline, pairs, nullptr, style, points, indices);
+    for (auto _ : state) {
+        points.clear();
+        indices.clear();
+        impl::AppendStrokeMesh(outline, pairs, nullptr, style, points, indices);
+        benchmark::DoNotOptimize(indices.data());
+    }
+    state.SetComplexityN(static_cast<int64_t>(n));
+    const double segments = static_cast<double>(n) * static_cast<double>(state.iterations());
+    state.counters["segments/s"] = benchmark::Counter(segments, benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_StrokeZigzag)->RangeMultiplier(4)->Range(1 << 10, 1 << 18)->Complexity(benchmark::oN);
 
 } // namespace

@@ -139,9 +139,12 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
 
         if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
             // The strict pass flattens with the defaults, the lenient one as
-            // real drawings are flattened (crossings resolved, going on past failures).
-            const kx::svg::SegmentationOptions segmentation =
+            // real drawings are flattened (crossings resolved, going on past
+            // failures) with non-overlapping stroke meshes.
+            kx::svg::SegmentationOptions segmentation =
                 lenient ? kx::svg::SegmentationOptions::realSvg() : kx::svg::SegmentationOptions();
+            segmentation.strokeMeshes = lenient != 0;
+            segmentation.strokeNonOverlapping = lenient != 0;
             kx::svg::SegmenterVisitor segmenter(*node, segmentation);
             for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
                 if (!primitive) continue;
@@ -149,6 +152,9 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
                     if (index >= primitive->points.size()) fail("outline index out of range");
                 for (unsigned int index : primitive->triangleIndices)
                     if (index >= primitive->trianglePoints.size()) fail("triangle index out of range");
+                if (primitive->strokeIndices.size() % 3 != 0) fail("stroke index count not a multiple of 3");
+                for (unsigned int index : primitive->strokeIndices)
+                    if (index >= primitive->strokePoints.size()) fail("stroke index out of range");
             }
         }
     }

@@ -46,6 +46,7 @@ struct RenderArgs {
     bool strict = false;
     bool preflight = false; ///< rewrite the input into the strict subset before loading
     std::string background; ///< empty: transparent
+    bool cairoStrokes = false; ///< stroke the outlines with cairo instead of filling the stroke meshes
     kx::svg::SegmentationOptions segmentation = kx::svg::SegmentationOptions::realSvg();
 };
 int runRender(const RenderArgs& args);

@@ -157,6 +157,17 @@ void addSegmentationFlags(CLI::App& command, SegmentationFlags& flags)
             ->check(CLI::Range(1u, 4096u))
             ->group(group);
     };
+    command.add_flag("--stroke-mesh", flags.strokeMesh, "Also build every stroke as triangles")->group(group);
+    command
+        .add_flag("--stroke-non-overlapping", flags.strokeNonOverlapping,
+                  "Stroke triangles that never overlap (implies --stroke-mesh)")
+        ->group(group);
+    command
+        .add_option_function<float>(
+            "--stroke-tolerance", [&flags](const float& value) { flags.strokeTolerance = value; },
+            "Largest gap between round joins and caps and their chords, in document units (default 0.05)")
+        ->check(CLI::Range(1e-4f, 100.0f))
+        ->group(group);
     count("--bezier-leaves", flags.bezierLeaves, "At most N leaves per cubic Bezier curve (default 32)");
     count("--arc-pieces", flags.arcPieces, "Pieces per elliptical arc of a path (default 32)");
     count("--circle-pieces", flags.circlePieces, "Pieces per circle (default 32)");
@@ -180,6 +191,9 @@ kx::svg::SegmentationOptions segmentationOptions(const SegmentationFlags& flags)
     if (flags.bezierTolerance) options.bezierTolerance = *flags.bezierTolerance;
     if (flags.arcPieces) options.arcPieces = *flags.arcPieces;
     if (flags.circlePieces) options.circlePieces = *flags.circlePieces;
+    if (flags.strokeMesh || flags.strokeNonOverlapping) options.strokeMeshes = true;
+    if (flags.strokeNonOverlapping) options.strokeNonOverlapping = true;
+    if (flags.strokeTolerance) options.strokeTolerance = *flags.strokeTolerance;
     return options;
 }
 
@@ -192,7 +206,14 @@ Flattened flatten(const kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& r
     kxLog::setSink([](int, const std::string&, const std::string&) {});
     {
         std::shared_ptr<const kx::svg::Node> group = asGroup(root);
-        kx::svg::SegmenterVisitor visitor(*group, options);
+        kx::svg::SegmentationOptions withViewport = options;
+        kx::svg::BoundingBox frame;
+        if (withViewport.strokeMeshes && withViewport.strokePercentLength <= 0.0f && root &&
+            drawingFrame(*root, frame)) {
+            const double w = frame.getWidth(), h = frame.getHeight();
+            withViewport.strokePercentLength = static_cast<float>(std::sqrt(0.5 * (w * w + h * h)));
+        }
+        kx::svg::SegmenterVisitor visitor(*group, withViewport);
         result.primitives = std::move(visitor.getSegmentedPrimitives());
         result.hasError = visitor.hasError();
         result.fillFailures = static_cast<int>(visitor.getFailedFillCount());

@@ -76,11 +76,15 @@ struct SegmentationFlags {
     std::optional<float> bezierTolerance;
     std::optional<unsigned int> arcPieces;
     std::optional<unsigned int> circlePieces;
+    bool strokeMesh = false;
+    bool strokeNonOverlapping = false;
+    std::optional<float> strokeTolerance;
 };
 
 /// Adds --fill-rule, --no-resolve-crossings, --stop-at-first-failure,
 /// --no-cleanup, --bezier-leaves, --bezier-tolerance, --arc-pieces,
-/// --circle-pieces and --library-defaults to `command`, writing into `flags`.
+/// --circle-pieces, --stroke-mesh, --stroke-non-overlapping, --stroke-tolerance
+/// and --library-defaults to `command`, writing into `flags`.
 void addSegmentationFlags(CLI::App& command, SegmentationFlags& flags);
 
 /// The options the flags choose: `SegmentationOptions::realSvg()`, or the
@@ -88,6 +92,8 @@ void addSegmentationFlags(CLI::App& command, SegmentationFlags& flags);
 kx::svg::SegmentationOptions segmentationOptions(const SegmentationFlags& flags);
 
 /// Flattens a drawing and counts the fills that could not be triangulated.
+/// Percentages in dash arrays are taken of the drawing's frame (view box or
+/// ink box) unless `options` already gives their length.
 struct Flattened {
     std::list<std::shared_ptr<kx::svg::SegmentedPrimitive>> primitives;
     bool hasError = false;

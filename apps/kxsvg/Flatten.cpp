@@ -12,7 +12,8 @@ namespace {
 
 nlohmann::json colorJson(const Wm4::ColorRGBA& c) { return {c.R(), c.G(), c.B(), c.A()}; }
 
-nlohmann::json toJson(const Flattened& flat, const kx::svg::BoundingBox* frame)
+// Stroke meshes appear as "strokePoints" and "strokeTriangles" only when asked for.
+nlohmann::json toJson(const Flattened& flat, const kx::svg::BoundingBox* frame, bool withStrokeMeshes)
 {
     nlohmann::json primitives = nlohmann::json::array();
     for (const auto& primitive : flat.primitives) {
@@ -34,6 +35,16 @@ nlohmann::json toJson(const Flattened& flat, const kx::svg::BoundingBox* frame)
         p["trianglePoints"] = std::move(trianglePoints);
         p["triangles"] = std::move(triangles);
         p["fillFailed"] = primitive->fillFailed;
+        if (withStrokeMeshes) {
+            nlohmann::json strokePoints = nlohmann::json::array();
+            for (const auto& v : primitive->strokePoints) strokePoints.push_back({v.X(), v.Y()});
+            nlohmann::json strokeTriangles = nlohmann::json::array();
+            const auto& idx = primitive->strokeIndices;
+            for (std::size_t i = 0; i + 2 < idx.size(); i += 3)
+                strokeTriangles.push_back({idx[i], idx[i + 1], idx[i + 2]});
+            p["strokePoints"] = std::move(strokePoints);
+            p["strokeTriangles"] = std::move(strokeTriangles);
+        }
         p["fill"] = props.hasFill() ? colorJson(props.parseFillColor()) : nlohmann::json(nullptr);
         p["stroke"] = props.hasStroke() ? colorJson(props.parseStrokeColor()) : nlohmann::json(nullptr);
         p["strokeWidth"] = props.strokeWidth ? *props.strokeWidth : 1.0f;
@@ -51,7 +62,8 @@ nlohmann::json toJson(const Flattened& flat, const kx::svg::BoundingBox* frame)
     return out;
 }
 
-// Vertices of all primitives in one list; fills as faces, outlines as lines (1-based).
+// Vertices of all primitives in one list; fills as faces, outlines as lines
+// (1-based), stroke meshes as faces of their own objects.
 std::string toObj(const Flattened& flat)
 {
     std::string out = "# kxsvg flatten: fills as faces, outlines as lines\n";
@@ -72,6 +84,15 @@ std::string toObj(const Flattened& flat)
                    std::to_string(base + primitive->triangleIndices[i + 1]) + " " +
                    std::to_string(base + primitive->triangleIndices[i + 2]) + "\n";
         base += primitive->trianglePoints.size();
+        if (primitive->strokeIndices.empty()) continue;
+        out += "o primitive" + std::to_string(index - 1) + "_stroke\n";
+        for (const auto& v : primitive->strokePoints)
+            out += "v " + formatNumber(v.X()) + " " + formatNumber(v.Y()) + " 0\n";
+        for (std::size_t i = 0; i + 2 < primitive->strokeIndices.size(); i += 3)
+            out += "f " + std::to_string(base + primitive->strokeIndices[i]) + " " +
+                   std::to_string(base + primitive->strokeIndices[i + 1]) + " " +
+                   std::to_string(base + primitive->strokeIndices[i + 2]) + "\n";
+        base += primitive->strokePoints.size();
     }
     return out;
 }
@@ -82,7 +103,9 @@ std::string cssColor(const Wm4::ColorRGBA& c)
     return "rgb(" + byte(c.R()) + "," + byte(c.G()) + "," + byte(c.B()) + ")";
 }
 
-// Fills as triangles, then outlines as polylines, so both can be inspected in a browser.
+// Fills as triangles, then strokes as their meshes' triangles (all turning the
+// same way, so the default non-zero rule paints them once) or, without a mesh,
+// outlines as polylines, so all can be inspected in a browser.
 std::string toSvg(const Flattened& flat, const kx::svg::BoundingBox* frame)
 {
     std::string out = "<svg xmlns=\"http://www.w3.org/2000/svg\"";
@@ -105,7 +128,18 @@ std::string toSvg(const Flattened& flat, const kx::svg::BoundingBox* frame)
             }
             out += "\"/>\n";
         }
-        if (!primitive->lineIndices.empty()) {
+        if (!primitive->strokeIndices.empty()) {
+            Wm4::ColorRGBA stroke = props.parseStrokeColor();
+            out += "<path fill=\"" + cssColor(stroke) + "\" fill-opacity=\"" + formatNumber(stroke.A()) + "\" d=\"";
+            for (std::size_t i = 0; i + 2 < primitive->strokeIndices.size(); i += 3) {
+                for (int k = 0; k < 3; ++k) {
+                    const auto& v = primitive->strokePoints[primitive->strokeIndices[i + k]];
+                    out += (k == 0 ? "M" : "L") + formatNumber(v.X()) + " " + formatNumber(v.Y()) + " ";
+                }
+                out += "Z";
+            }
+            out += "\"/>\n";
+        } else if (!primitive->lineIndices.empty()) {
             Wm4::ColorRGBA stroke = props.hasStroke() ? props.parseStrokeColor() : Wm4::ColorRGBA(0, 0, 0, 1);
             float width = props.strokeWidth ? *props.strokeWidth : 1.0f;
             out += "<path fill=\"none\" stroke=\"" + cssColor(stroke) + "\" stroke-opacity=\"" +
@@ -144,7 +178,7 @@ int runFlatten(const FlattenArgs& args)
 
     std::string text;
     if (format == "json")
-        text = toJson(flat, hasFrame ? &frame : nullptr).dump() + "\n";
+        text = toJson(flat, hasFrame ? &frame : nullptr, args.segmentation.strokeMeshes).dump() + "\n";
     else if (format == "obj")
         text = toObj(flat);
     else

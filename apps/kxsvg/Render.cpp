@@ -7,6 +7,7 @@
 #include <cmath>
 #include <iostream>
 #include <memory>
+#include <vector>
 
 namespace kxsvg {
 namespace {
@@ -20,13 +21,12 @@ struct ContextDeleter {
 
 void setColor(cairo_t* cr, const Wm4::ColorRGBA& c) { cairo_set_source_rgba(cr, c.R(), c.G(), c.B(), c.A()); }
 
-// The triangles of one fill as a single path: they never overlap, so filling
-// their union with the winding rule draws exactly the fill without seams.
-void fillTriangles(cairo_t* cr, const kx::svg::SegmentedPrimitive& primitive)
+// Triangles as a single path filled by the winding rule: a fill's triangles
+// never overlap, and a stroke mesh's all turn the same way, so either way the
+// union is painted once, without seams and without darker overlaps.
+void fillTriangles(cairo_t* cr, const std::vector<Wm4::Vector2<float>>& pts, const std::vector<unsigned int>& idx)
 {
     cairo_new_path(cr);
-    const auto& pts = primitive.trianglePoints;
-    const auto& idx = primitive.triangleIndices;
     for (std::size_t i = 0; i + 2 < idx.size(); i += 3) {
         cairo_move_to(cr, pts[idx[i]].X(), pts[idx[i]].Y());
         cairo_line_to(cr, pts[idx[i + 1]].X(), pts[idx[i + 1]].Y());
@@ -119,9 +119,14 @@ int runRender(const RenderArgs& args)
         const kx::svg::RenderingProperties& props = primitive->properties;
         if (props.hasFill() && !primitive->triangleIndices.empty()) {
             setColor(cr, props.parseFillColor());
-            fillTriangles(cr, *primitive);
+            fillTriangles(cr, primitive->trianglePoints, primitive->triangleIndices);
         }
-        if (props.hasStroke() && !primitive->lineIndices.empty()) {
+        if (props.hasStroke() && !primitive->strokeIndices.empty()) {
+            setColor(cr, props.parseStrokeColor());
+            fillTriangles(cr, primitive->strokePoints, primitive->strokeIndices);
+        } else if (props.hasStroke() && !primitive->lineIndices.empty() &&
+                   (!args.segmentation.strokeMeshes || primitive->fillFailed)) {
+            // Without a mesh; also the outline of a failed fill, drawn in the fill's paint.
             setColor(cr, props.parseStrokeColor());
             applyStrokeStyle(cr, props);
             outlinePath(cr, *primitive);
@@ -133,9 +138,7 @@ int runRender(const RenderArgs& args)
         cairo_set_source_rgba(cr, 0.1, 0.3, 0.9, 0.8);
         cairo_set_line_width(cr, 0.75 / scale);
         cairo_set_dash(cr, nullptr, 0, 0.0);
-        for (const auto& primitive : flat.primitives) {
-            const auto& pts = primitive->trianglePoints;
-            const auto& idx = primitive->triangleIndices;
+        const auto wire = [cr](const std::vector<Wm4::Vector2<float>>& pts, const std::vector<unsigned int>& idx) {
             cairo_new_path(cr);
             for (std::size_t i = 0; i + 2 < idx.size(); i += 3) {
                 cairo_move_to(cr, pts[idx[i]].X(), pts[idx[i]].Y());
@@ -144,6 +147,10 @@ int runRender(const RenderArgs& args)
                 cairo_close_path(cr);
             }
             cairo_stroke(cr);
+        };
+        for (const auto& primitive : flat.primitives) {
+            wire(primitive->trianglePoints, primitive->triangleIndices);
+            wire(primitive->strokePoints, primitive->strokeIndices);
         }
     }
     cairo_surface_flush(surface.get());

@@ -54,6 +54,8 @@ int main(int argc, char** argv)
     renderCmd->add_option("--width", render.width, "Picture width in pixels (default 512)");
     renderCmd->add_flag("--wire", render.wire, "Overlay the triangle edges");
     renderCmd->add_option("--background", render.background, "Background colour (default transparent)");
+    renderCmd->add_flag("--cairo-strokes", render.cairoStrokes,
+                        "Stroke the outlines with cairo instead of filling the library's stroke meshes");
     renderCmd->add_flag("--strict", render.strict, "Fail on unsupported elements and attributes");
     renderCmd->add_flag("--preflight", render.preflight, "Rewrite the input into the strict subset before loading");
     SegmentationFlags renderSegmentation;
@@ -88,6 +90,7 @@ int main(int argc, char** argv)
     }
     flat.segmentation = segmentationOptions(flattenSegmentation);
     render.segmentation = segmentationOptions(renderSegmentation);
+    if (!render.cairoStrokes) render.segmentation.strokeMeshes = true;
     check.segmentation = segmentationOptions(checkSegmentation);
 
     try {

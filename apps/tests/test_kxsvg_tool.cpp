@@ -199,6 +199,11 @@ TEST(KxsvgTool, RenderCoverageMatchesTheFilledArea)
     std::string square = dir.write("square.svg", kSquareHalf);
     std::string circle = dir.write("circle.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 100 100\">"
                                                  "<circle cx=\"50\" cy=\"50\" r=\"40\" fill=\"#000\"/></svg>");
+    // A translucent band of two overlapping strokes, drawn from the mesh: a fifth of the frame at half
+    // alpha, not darker where the pieces overlap.
+    std::string band = dir.write("band.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 100 100\">"
+                                             "<path d=\"M0 50 H60 M40 50 H100\" fill=\"none\" stroke=\"#000\" "
+                                             "stroke-width=\"20\" stroke-opacity=\"0.5\"/></svg>");
     struct Case {
         std::string file;
         int width;
@@ -207,7 +212,8 @@ TEST(KxsvgTool, RenderCoverageMatchesTheFilledArea)
     };
     // The circle is drawn as a 32-gon: its area is 16 r^2 sin(pi/16) / pi of the disc's.
     const double polygon = 0.5 * 32 * 40.0 * 40.0 * std::sin(2 * M_PI / 32) / (100.0 * 100.0);
-    for (const Case& c : {Case{square, 200, 0.5, 0.002}, Case{circle, 300, polygon, 0.003}}) {
+    for (const Case& c : {Case{square, 200, 0.5, 0.002}, Case{circle, 300, polygon, 0.003},
+                         Case{band, 200, 0.1, 0.002}}) {
         std::string png = dir.file("out.png");
         ASSERT_EQ(run("render " + c.file + " -o " + png + " --width " + std::to_string(c.width)).status, 0);
         cairo_surface_t* s = cairo_image_surface_create_from_png(png.c_str());

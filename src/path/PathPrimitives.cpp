@@ -230,6 +230,7 @@ void PathVisitorCommandsToPrimitives::visit()
         case T::ClosePath:
             // Made even when it has zero length.
             primitive.reset(new PathLine(c, m_subpathStart));
+            static_cast<PathLine&>(*primitive).setClosesContour(true);
             m_current = m_subpathStart;
             fromClose = true;
             break;

@@ -75,10 +75,14 @@ bool TriangulateOutlineFill(std::vector<Wm4::Vector2<float>>& points, std::vecto
                             std::vector<unsigned int>& triangleIndices,
                             const SegmentationOptions& options = SegmentationOptions());
 
-/// `SegmentedPrimitive::FromContour` with the fill settings of `options`.
+/// `SegmentedPrimitive::FromContour` with the fill settings of `options`, and
+/// the stroke mesh when `options.strokeMeshes` asks for it. `closedEnds`
+/// (ascending point indices, may be null) lists the last points of sub-paths
+/// that a close-path ends; chains that end on their own first index are closed too.
 SegmentedPrimitive FromContour(std::vector<Wm4::Vector2<float>>&& points, std::vector<unsigned int>&& lineIndices,
                                const Wm4::Matrix3<float>* transform, const RenderingProperties* props,
-                               const SegmentationOptions& options, bool* fillFailed);
+                               const SegmentationOptions& options, bool* fillFailed,
+                               const std::vector<unsigned int>* closedEnds = nullptr);
 
 /// The shape segmenters with every setting taken from `options`: circles get
 /// `circlePieces` points, cubics at most `bezierMaxLeaves` leaves with

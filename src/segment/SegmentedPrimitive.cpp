@@ -1,6 +1,7 @@
 // SegmentedPrimitive.cpp - outline plus fill triangulation for one item.
 #include <kx/svg/SegmentedPrimitive.h>
 #include "segment/SegmentationCommon.h"
+#include "segment/StrokeMesh.h"
 #include <kx/svg/Triangulate.h>
 #include <kx/system/kxLog.h>
 
@@ -17,7 +18,9 @@ SegmentedPrimitive::SegmentedPrimitive(SegmentedPrimitive&& other) noexcept
       trianglePoints(std::move(other.trianglePoints)),
       triangleIndices(std::move(other.triangleIndices)),
       properties(std::move(other.properties)),
-      fillFailed(other.fillFailed) {}
+      fillFailed(other.fillFailed),
+      strokePoints(std::move(other.strokePoints)),
+      strokeIndices(std::move(other.strokeIndices)) {}
 
 SegmentedPrimitive& SegmentedPrimitive::operator=(SegmentedPrimitive&& other) noexcept {
     if (this != &other) {
@@ -28,6 +31,8 @@ SegmentedPrimitive& SegmentedPrimitive::operator=(SegmentedPrimitive&& other) no
         // Optional members follow the source exactly: an absent field empties the target's.
         properties = std::move(other.properties);
         fillFailed = other.fillFailed;
+        strokePoints = std::move(other.strokePoints);
+        strokeIndices = std::move(other.strokeIndices);
     }
     return *this;
 }
@@ -108,9 +113,12 @@ bool TriangulateOutlineFill(std::vector<Wm4::Vector2<float>>& points, std::vecto
 
 SegmentedPrimitive FromContour(std::vector<Wm4::Vector2<float>>&& points, std::vector<unsigned int>&& lineIndices,
                                const Wm4::Matrix3<float>* transform, const RenderingProperties* props,
-                               const SegmentationOptions& options, bool* fillFailed) {
+                               const SegmentationOptions& options, bool* fillFailed,
+                               const std::vector<unsigned int>* closedEnds) {
     if (fillFailed) *fillFailed = false;
     SegmentedPrimitive primitive;
+    // The stroke follows each sub-path as drawn, before clean-up changes the contour.
+    AttachStrokeMesh(points, lineIndices, closedEnds, transform, props, options, primitive);
 
     const bool wantFill = (props == nullptr || props->hasFill()) && (lineIndices.size() % 2) == 0;
     if (wantFill) {

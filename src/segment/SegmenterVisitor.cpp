@@ -4,6 +4,7 @@
 
 #include "segment/CascadedWalk.h"
 #include "segment/SegmentationCommon.h"
+#include "segment/StrokeMesh.h"
 
 namespace kx {
 namespace svg {
@@ -48,7 +49,13 @@ bool SegmenterVisitor::segmentObject(const ItemInterface& item, const Wm4::Matri
     std::shared_ptr<SegmentedPrimitive> primitive;
     switch (item.getType()) {
     case ItemType::Line:
-        if (const Line* line = As<Line>(item)) primitive = SegmentLine(*line, &transform, &props);
+        if (const Line* line = As<Line>(item)) {
+            primitive = SegmentLine(*line, &transform, &props);
+            // Lines are never filled, so they skip the contour path that strokes the other shapes.
+            if (primitive && m_options.strokeMeshes)
+                impl::AttachStrokeMesh({line->getStart(), line->getEnd()}, {0u, 1u}, nullptr, &transform, &props,
+                                       m_options, *primitive);
+        }
         break;
     case ItemType::Rect:
         if (const Rect* rect = As<Rect>(item))

@@ -164,6 +164,8 @@ std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, const Wm4::Mat
     // Every sub-path goes into one point list, as separate chains of pairs,
     // so that inner sub-paths become holes of the fill.
     SegmentedPrimitive contour;
+    // Last point of every sub-path a close-path ends: the stroke joins those all round.
+    std::vector<unsigned int> closedEnds;
     PathVisitorCommandsToPrimitives visitor(
         path.getCommands(), [&](std::unique_ptr<PathPrimitive>& primitive, bool startsChain) {
             if (!primitive) return;
@@ -171,6 +173,8 @@ std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, const Wm4::Mat
             case PathPrimitive::LineKind: {
                 const PathLine& line = static_cast<const PathLine&>(*primitive);
                 AppendPathLine(contour, line.getStart(), line.getEnd(), startsChain);
+                if (line.closesContour() && options.strokeMeshes)
+                    closedEnds.push_back(static_cast<unsigned int>(contour.points.size() - 1));
                 break;
             }
             case PathPrimitive::BezierCubicKind: {
@@ -190,7 +194,7 @@ std::shared_ptr<SegmentedPrimitive> SegmentPath(const Path& path, const Wm4::Mat
     visitor.visit();
 
     return MakePrimitive(FromContour(std::move(contour.points), std::move(contour.lineIndices), transform, props,
-                                     options, fillFailed));
+                                     options, fillFailed, &closedEnds));
 }
 
 } // namespace impl

@@ -40,12 +40,17 @@ public:
     PathLine(const Wm4::Vector2<float>& start, const Wm4::Vector2<float>& end);
     const Wm4::Vector2<float>& getStart() const { return m_start; }
     const Wm4::Vector2<float>& getEnd() const { return m_end; }
+    /// True for the line a close-path command draws back to its sub-path's
+    /// start (what tells a closed sub-path from one that merely ends there).
+    bool closesContour() const { return m_closesContour; }
+    void setClosesContour(bool closes) { m_closesContour = closes; }
     /// The box of the two transformed end points.
     void estimateBoundingBox(BoundingBox& box, const Wm4::Matrix3<float>& transform) const override;
 
 private:
     Wm4::Vector2<float> m_start;
     Wm4::Vector2<float> m_end;
+    bool m_closesContour = false;
 };
 
 /// An elliptical arc in centre form, computed in single precision at

@@ -38,6 +38,24 @@ struct KXSVG_API SegmentationOptions {
     /// Pieces per circle.
     unsigned int circlePieces = 32;
 
+    /// Also build each visibly stroked item's stroke as triangles
+    /// (`SegmentedPrimitive::strokePoints` / `strokeIndices`, document
+    /// coordinates): width, caps, joins (miter limit 4), dashes and
+    /// non-scaling-stroke as the item's cascaded properties say. Off, those
+    /// members stay empty.
+    bool strokeMeshes = false;
+    /// Largest distance, in document units, between a round join, cap or dot
+    /// and the chords that draw it.
+    float strokeTolerance = 0.05f;
+    /// Replace each stroke mesh by the union of its pieces, so that no two
+    /// triangles overlap (a translucent stroke then does not darken where
+    /// its pieces cross). Costs a non-zero fill per stroked item.
+    bool strokeNonOverlapping = false;
+    /// The length, in user units, that 100% stands for in a dash array: the
+    /// viewport's diagonal divided by the square root of 2. 0 (unknown)
+    /// draws strokes with percentage dashes solid.
+    float strokePercentLength = 0.0f;
+
     /// Even-odd fills with crossings resolved, going on past a failed fill:
     /// how drawings from real editors and icon sets come out whole.
     static SegmentationOptions realSvg()

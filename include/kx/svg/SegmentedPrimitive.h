@@ -24,6 +24,12 @@ struct KXSVG_API SegmentedPrimitive {
     /// True when the item should be filled but its fill could not be built
     /// (the outline is still there, the triangles are empty).
     bool fillFailed = false;
+    /// Stroke triangle vertices in document coordinates; empty unless
+    /// `SegmentationOptions::strokeMeshes` is on and the item has a visible stroke.
+    std::vector<Wm4::Vector2<float>> strokePoints;
+    /// Index triples into `strokePoints`, each counter-clockwise in a y-up
+    /// frame. Triangles may overlap unless `SegmentationOptions::strokeNonOverlapping`.
+    std::vector<unsigned int> strokeIndices;
 
     SegmentedPrimitive() = default;
     SegmentedPrimitive(SegmentedPrimitive&& other) noexcept;
