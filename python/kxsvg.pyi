@@ -48,7 +48,7 @@ class Group(Item):
     def remove(self, item: Item) -> None: ...
 
 class Document(Group):
-    messages: list[str]
+    messages: Sequence[str]
     preflight_report: Optional[list[tuple[str, str, int]]]
     view_box: Optional[Box]
     style: Optional[str]

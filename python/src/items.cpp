@@ -240,11 +240,15 @@ one the document holds, and changing it changes the document.)");
             },
             py::arg("item"), "Removes the child `item`; ValueError when it is not a child.");
 
-    py::class_<Document, Node, std::shared_ptr<Document>>(m, "Document", py::dynamic_attr(),
+    py::class_<Document, Node, std::shared_ptr<Document>> document(m, "Document", py::dynamic_attr(),
                                                           R"(The root element ('svg') of a drawing.
 
-A document returned by ``load`` also has ``messages``: the warnings of the load.)")
-        .def(py::init<>())
+``messages`` holds the warnings of the load that made it, and
+``preflight_report`` the changes of its preflight (None without one).)");
+    // Defaults for documents not made by load(); load() sets its own on the instance.
+    document.attr("messages") = py::tuple();
+    document.attr("preflight_report") = py::none();
+    document.def(py::init<>())
         .def_property(
             "view_box",
             [](const Document& d) -> py::object {

@@ -22,8 +22,10 @@ using namespace kx::svg;
 
 namespace {
 
-py::object g_loadError;
-py::object g_saveError;
+// The module's exception types; they live as long as the interpreter, so
+// they are held as plain references that no destructor releases.
+PyObject* g_loadError = nullptr;
+PyObject* g_saveError = nullptr;
 
 /// Where bytes to read come from: the content itself, or a file.
 struct Source {
@@ -74,7 +76,7 @@ void RaiseError(bool save, const std::vector<std::string>& messages)
     std::string text;
     for (const std::string& message : messages) text += (text.empty() ? "" : "\n") + message;
     if (text.empty()) text = save ? "Save failed" : "Load failed";
-    py::object type = save ? g_saveError : g_loadError;
+    py::handle type = save ? g_saveError : g_loadError;
     py::object error = type(text);
     error.attr("messages") = py::cast(messages);
     PyErr_SetObject(type.ptr(), error.ptr());
@@ -125,18 +127,16 @@ parallel. The library is started when the module is imported.)";
     py::object errorBase = py::reinterpret_steal<py::object>(
         PyErr_NewExceptionWithDoc("kxsvg.Error", "Base of the errors of kxsvg; `messages` lists every message.",
                                   PyExc_ValueError, nullptr));
-    g_loadError = py::reinterpret_steal<py::object>(PyErr_NewExceptionWithDoc(
+    g_loadError = PyErr_NewExceptionWithDoc(
         "kxsvg.LoadError", "A load or preflight failed; `messages` lists every message of the library, in order.",
-        errorBase.ptr(), nullptr));
-    g_saveError = py::reinterpret_steal<py::object>(PyErr_NewExceptionWithDoc(
+        errorBase.ptr(), nullptr);
+    g_saveError = PyErr_NewExceptionWithDoc(
         "kxsvg.SaveError", "A save failed; `messages` lists every message of the writer, in order.", errorBase.ptr(),
-        nullptr));
+        nullptr);
+    if (!g_loadError || !g_saveError) throw py::error_already_set();
     m.attr("Error") = errorBase;
-    m.attr("LoadError") = g_loadError;
-    m.attr("SaveError") = g_saveError;
-    // The module's exception types live as long as the interpreter.
-    g_loadError.inc_ref();
-    g_saveError.inc_ref();
+    m.attr("LoadError") = py::handle(g_loadError);
+    m.attr("SaveError") = py::handle(g_saveError);
 
     BindItems(m);
     BindSegment(m);

@@ -89,6 +89,10 @@ def test_edit_tree_and_save(tmp_path):
         '<rect width="10" height="20" id="r" fill="#ff0000" stroke-linejoin="round"/>'
         '<circle r="5" cx="3" cy="4"/></g></svg>')
     assert kxsvg.bounding_box(document) == (-2.0, -1.0, 10.0, 20.0)
+    with pytest.raises(kxsvg.SaveError) as failure:
+        kxsvg.save(document, tmp_path / "missing" / "out.svg")
+    assert failure.value.messages == [f"Cannot save '{tmp_path / 'missing' / 'out.svg'}'", "Fail to open file"]
+    assert kxsvg.Document().messages == () and document.copy().preflight_report is None
 
 
 def test_segment_arrays_share_memory_with_primitive():
@@ -98,8 +102,7 @@ def test_segment_arrays_share_memory_with_primitive():
     assert rect.points.shape == (4, 2) and rect.points.dtype == np.float32
     assert rect.line_indices.shape == (4, 2) and rect.line_indices.dtype == np.uint32
     assert rect.triangle_indices.shape[1] == 3 and rect.triangle_indices.dtype == np.uint32
-    assert rect.points.base is rect and np.shares_memory(rect.points, rect.points)
-    assert rect.points.__array_interface__["data"][0] == rect.points.__array_interface__["data"][0]
+    assert rect.points.base is rect and np.shares_memory(rect.points, rect.points)  # two views, one buffer
     assert rect.fill_color == (1.0, 0.0, 0.0, 0.5) and rect.opacity == 0.5
     assert (line.has_fill, line.has_stroke, line.stroke_color) == (True, True, (0.0, 0.0, 1.0, 1.0))
     # Even-odd: the inner triangle is a hole. Areas in the group's (scaled) coordinates.
