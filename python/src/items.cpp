@@ -13,7 +13,9 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace kxsvg_python {
 
@@ -124,10 +126,24 @@ py::dict AttributeDict(const RenderingProperties& p)
     return d;
 }
 
-void CheckChild(const std::shared_ptr<ItemInterface>& child)
+// Refuses what would not make a tree: no item, a document, or a group that
+// holds `parent` already (the tree would contain itself). The walk is
+// iterative and visits each group of the child's subtree once.
+void CheckChild(const Node& parent, const std::shared_ptr<ItemInterface>& child)
 {
     if (!child) throw py::type_error("a child must be an item, not None");
     if (child->getType() == ItemType::Document) throw py::value_error("a Document cannot be a child");
+    std::vector<const Node*> pending;
+    std::unordered_set<const Node*> seen;
+    if (auto* group = dynamic_cast<const Node*>(child.get())) pending.push_back(group);
+    while (!pending.empty()) {
+        const Node* group = pending.back();
+        pending.pop_back();
+        if (group == &parent) throw py::value_error("a group cannot contain itself");
+        if (!seen.insert(group).second) continue;
+        for (const auto& item : group->getChildren())
+            if (auto* inner = dynamic_cast<const Node*>(item.get())) pending.push_back(inner);
+    }
 }
 
 } // namespace
@@ -212,14 +228,14 @@ one the document holds, and changing it changes the document.)");
         .def(
             "append",
             [](Node& n, const std::shared_ptr<ItemInterface>& child) {
-                CheckChild(child);
+                CheckChild(n, child);
                 n.addChild(child, true);
             },
             py::arg("item"), "Adds `item` (shared, not copied) as the last child.")
         .def(
             "insert",
             [](Node& n, std::ptrdiff_t index, const std::shared_ptr<ItemInterface>& child) {
-                CheckChild(child);
+                CheckChild(n, child);
                 auto& children = n.editChildren();
                 const auto size = static_cast<std::ptrdiff_t>(children.size());
                 if (index < 0) index += size;

@@ -82,6 +82,9 @@ def test_edit_tree_and_save(tmp_path):
     with pytest.raises(ValueError):
         group.append(kxsvg.Document())
     with pytest.raises(ValueError):
+        (inner := kxsvg.Group()).append(group)
+        group.insert(5, inner)  # the tree would contain itself
+    with pytest.raises(ValueError):
         path.commands = [("Q", (1, 2, 3, 4))]
     kxsvg.save(document, tmp_path / "out.svg", precision=2, comments=False)
     assert (tmp_path / "out.svg").read_text().splitlines()[1] == (
