@@ -9,6 +9,10 @@ KXSVG_BUILD_PACKAGES=(cmake g++ make pkg-config libxml2-dev zlib1g-dev libutfcpp
                       googletest libgtest-dev libbenchmark-dev
                       libcli11-dev nlohmann-json3-dev libcairo2-dev)
 
+# What the Python module (-DKXSVG_BUILD_PYTHON=ON), its tests and the Dask
+# batch example need, for Debian's /usr/bin/python3.
+KXSVG_PYTHON_PACKAGES=(pybind11-dev python3-dev python3-numpy python3-pytest python3-dask python3-distributed)
+
 ensure_packages() {
   if ! command -v dpkg-query >/dev/null 2>&1; then
     echo "note: not a Debian system; make sure these are installed: $*" >&2
