@@ -2,6 +2,7 @@
 // it into the subset the strict reader accepts and writes it back as text.
 #include <kx/svg/Preflight.h>
 
+#include "model/Numbers.h"
 #include "preflight/PreflightPath.h"
 #include "preflight/PreflightSplit.h"
 #include "preflight/PreflightValues.h"
@@ -216,11 +217,24 @@ std::string viewBoxTransform(const float vb[4], double w, double h, std::string_
            ")";
 }
 
-bool readViewBox(const std::string& text, float vb[4])
+// Reads a view box in SVG's number grammar; `plain` receives it in the form
+// the reader takes. False unless it has four numbers and a positive size.
+bool readViewBox(const std::string& text, float vb[4], std::string* plain = nullptr)
 {
-    size_t count = 0;
-    std::string_view bad;
-    return impl::ParseNumberList(text, vb, 4, count, bad) && count == 4 && vb[2] > 0 && vb[3] > 0;
+    double values[4];
+    std::string written;
+    if (!NormalizeNumberList(text, 4, values, written)) return false;
+    for (int i = 0; i < 4; ++i) vb[i] = static_cast<float>(values[i]);
+    if (plain) *plain = std::move(written);
+    return vb[2] > 0 && vb[3] > 0;
+}
+
+// The value of a number text written by this pass (a length brought into user
+// units, a formatted float); 0 when it is not one.
+double numberOf(const std::string& text)
+{
+    double value = 0;
+    return impl::ConvertDouble(text, value) ? value : 0.0;
 }
 
 // ---------------------------------------------------------------- the pass
@@ -530,9 +544,9 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
         const std::string* uh = use.get("height");
         if (!uw || NormalizeLength(*uw, m_rootWidth, w) == LengthResult::Invalid) w = FormatFloat(m_rootWidth);
         if (!uh || NormalizeLength(*uh, m_rootHeight, h) == LengthResult::Invalid) h = FormatFloat(m_rootHeight);
-        if (viewBox && readViewBox(*viewBox, vb) && std::atof(w.c_str()) > 0 && std::atof(h.c_str()) > 0) {
+        if (viewBox && readViewBox(*viewBox, vb) && numberOf(w) > 0 && numberOf(h) > 0) {
             const std::string* aspect = copy->get("preserveAspectRatio");
-            copy->set("transform", viewBoxTransform(vb, std::atof(w.c_str()), std::atof(h.c_str()),
+            copy->set("transform", viewBoxTransform(vb, numberOf(w), numberOf(h),
                                                     aspect ? *aspect : std::string()));
         }
         for (const char* n : {"viewBox", "preserveAspectRatio", "x", "y", "width", "height", "refX", "refY"})
@@ -560,7 +574,7 @@ bool Pass::numberValue(const std::string& name, const std::string& value, std::s
         double v = 0;
         std::string number;
         if (NormalizeLength(t.substr(0, t.size() - 1), 1.0, number) == LengthResult::Invalid) return false;
-        v = std::atof(number.c_str()) / 100.0;
+        v = numberOf(number) / 100.0;
         out = FormatFloat(v);
         rewritten("percentage in " + quoted(name) + " as a number");
         return true;
@@ -742,7 +756,7 @@ void appendNumbers(std::string& d, std::initializer_list<std::string> numbers)
 bool Pass::convertShape(El& e, const Context& ctx)
 {
     const double diagonal = std::sqrt((ctx.width * ctx.width + ctx.height * ctx.height) / 2.0);
-    auto num = [](const std::string& text) { return std::atof(text.c_str()); };
+    const auto num = numberOf;
     std::string d;
     std::vector<const char*> geometry;
 
@@ -910,10 +924,16 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
             if (!keep) drop("attribute " + quoted(n) + " (by option)");
             out = a.value;
         } else if (n == "transform") {
+            // What the reader takes as it stands stays byte for byte; other
+            // forms of SVG's grammar (signs or points as separators) are
+            // written with spaces.
             Wm4::Matrix3<float> m;
             std::string error;
-            keep = impl::ParseTransformList(a.value, m, error);
-            out = a.value;
+            keep = NormalizeTransform(a.value, out);
+            if (keep && impl::ParseTransformList(a.value, m, error))
+                out = a.value;
+            else if (keep)
+                rewritten("transform list with plain separators");
             if (!keep) drop("transform that cannot be read");
         } else if (n == "opacity" || n == "fill-opacity" || n == "stroke-opacity") {
             keep = numberValue(n, a.value, out);
@@ -944,15 +964,16 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
             keep = out == "none";
             if (!keep) {
                 std::string list;
-                keep = impl::ForEachListPiece(out, [&](std::string_view piece) {
+                std::vector<std::string_view> pieces;
+                keep = SplitLengthList(out, pieces);
+                for (size_t k = 0; keep && k < pieces.size(); ++k) {
                     std::string plain;
-                    if (NormalizeLength(piece, diagonal, plain) == LengthResult::Invalid) return false;
                     UnitValue unit;
-                    if (!UnitValue::parseVal(plain, unit)) return false;
+                    keep = NormalizeLength(pieces[k], diagonal, plain) != LengthResult::Invalid &&
+                           UnitValue::parseVal(plain, unit);
                     if (!list.empty()) list += ' ';
                     list += plain;
-                    return true;
-                });
+                }
                 if (keep && list.empty()) keep = false;
                 if (keep && list != out) rewritten("dash lengths in user units");
                 out = list;
@@ -963,9 +984,14 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
         } else if (root && n == "xmlns") {
             reported = true; // written again below
         } else if (root && n == "viewBox") {
-            float vb[4];
-            keep = readViewBox(a.value, vb);
-            out = a.value;
+            float vb[4], strict[4];
+            size_t count = 0;
+            std::string_view bad;
+            keep = readViewBox(a.value, vb, &out);
+            if (keep && impl::ParseNumberList(a.value, strict, 4, count, bad) && count == 4)
+                out = a.value;
+            else if (keep)
+                rewritten("viewBox with plain separators");
             if (!keep) drop("viewBox that cannot be read");
         } else if ((kind == "rect" || kind == "image") && inList(n, {"x", "y", "width", "height", "rx", "ry"})) {
             keep = length(e, n, (n == "y" || n == "height" || n == "ry") ? ctx.height : ctx.width, out);
@@ -1153,8 +1179,8 @@ bool Pass::processElement(El& e, Context ctx)
         if (e.get("x") && !length(e, "x", ctx.width, x)) x = "0";
         if (e.get("y") && !length(e, "y", ctx.height, y)) y = "0";
         double W = ctx.width, H = ctx.height;
-        if (length(e, "width", ctx.width, w)) W = std::atof(w.c_str());
-        if (length(e, "height", ctx.height, h)) H = std::atof(h.c_str());
+        if (length(e, "width", ctx.width, w)) W = numberOf(w);
+        if (length(e, "height", ctx.height, h)) H = numberOf(h);
         std::string transform;
         if (const std::string* t = e.get("transform")) transform = *t;
         if (x != "0" || y != "0") transform += (transform.empty() ? "" : " ") + ("translate(" + x + " " + y + ")");
@@ -1286,16 +1312,16 @@ void Pass::processRoot(El& root)
     const bool percent = (wText && wText->find('%') != std::string::npos) ||
                          (hText && hText->find('%') != std::string::npos);
     const bool useSize = !hasViewBox && !percent;
-    const bool hasWidth = useSize && length(root, "width", 100.0, w) && std::atof(w.c_str()) > 0;
-    const bool hasHeight = useSize && length(root, "height", 100.0, h) && std::atof(h.c_str()) > 0;
+    const bool hasWidth = useSize && length(root, "width", 100.0, w) && numberOf(w) > 0;
+    const bool hasHeight = useSize && length(root, "height", 100.0, h) && numberOf(h) > 0;
     if (hasViewBox) {
         ctx.width = vb[2];
         ctx.height = vb[3];
     } else if (hasWidth && hasHeight) {
         root.set("viewBox", "0 0 " + w + " " + h);
         rewritten("root width and height as viewBox");
-        ctx.width = std::atof(w.c_str());
-        ctx.height = std::atof(h.c_str());
+        ctx.width = numberOf(w);
+        ctx.height = numberOf(h);
     }
     m_rootWidth = ctx.width;
     m_rootHeight = ctx.height;
