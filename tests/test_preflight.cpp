@@ -815,6 +815,43 @@ TEST(PreflightInput, MalformedAndHostileInputFailsCleanly)
     EXPECT_TRUE(loadStrictly(out).ok);
 }
 
+TEST(PreflightInput, FilesOfTensOfMegabytesPassWithinOwnLimits)
+{
+    // 10 MB of drawing and then a long path: libxml2's default mode refuses the
+    // path ("Huge input lookup"); the reader takes the file.
+    std::string big = "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 10 10\">";
+    while (big.size() < 10'500'000) big += "<path d=\"M0 0h1v1z\"/>\n";
+    big += "<path d=\"M0 0";
+    for (int i = 0; i < 300'000; ++i) big += " h1";
+    big += "\"/></svg>";
+    std::string out;
+    PreflightReport report;
+    ASSERT_TRUE(PreflightSvg(big, PreflightOptions(), out, report)) << report.toText();
+    const std::string tail = " h1 h1\"/>\n</svg>\n";
+    EXPECT_EQ(out.substr(out.size() - tail.size()), tail);
+    EXPECT_TRUE(loadStrictly(out).ok);
+
+    // The limits that mode lifts are the pass's own, with their own messages.
+    std::string deep = "<svg xmlns=\"http://www.w3.org/2000/svg\">";
+    for (int i = 0; i < 300; ++i) deep += "<g>";
+    for (int i = 0; i < 300; ++i) deep += "</g>";
+    deep += "</svg>";
+    std::string bomb = "<!DOCTYPE svg [<!ENTITY a \"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\">";
+    for (char name = 'b'; name <= 'h'; ++name) {
+        bomb += std::string("<!ENTITY ") + name + " \"";
+        for (int i = 0; i < 10; ++i) bomb += std::string("&") + char(name - 1) + ";";
+        bomb += "\">";
+    }
+    bomb += "]><svg xmlns=\"http://www.w3.org/2000/svg\"><text>&h;</text></svg>";
+    for (const auto& [input, message] :
+         {std::pair{deep, "failed: elements nested deeper than 256 x1\n"},
+          std::pair{bomb, "failed: entity references expand the text beyond 10 times the input x1\n"}}) {
+        report.clear();
+        EXPECT_FALSE(PreflightSvg(input, PreflightOptions(), out, report));
+        EXPECT_EQ(report.toText(), message);
+    }
+}
+
 TEST(PreflightInput, MutatedDocumentsEitherFailOrLoadStrictly)
 {
     const std::string seed =

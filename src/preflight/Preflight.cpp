@@ -264,7 +264,13 @@ private:
     void approximated(const std::string& detail) { note(PreflightChange::Approximated, detail); }
     void dropped(const std::string& detail) { note(PreflightChange::Dropped, detail); }
 
-    std::unique_ptr<El> convert(xmlDocPtr doc, xmlNodePtr node);
+    std::unique_ptr<El> convert(xmlDocPtr doc, xmlNodePtr node, int depth);
+    void appendContent(xmlDocPtr doc, xmlNodePtr list, std::string& out, int entityDepth);
+    void appendNodeContent(xmlDocPtr doc, xmlNodePtr node, std::string& out, int entityDepth);
+    void fail(const std::string& why)
+    {
+        if (m_failure.empty()) m_failure = why;
+    }
     void collectStyleSheets(El& e, std::string& sheet);
     void applyStyles(El& e);
     void indexIds(El& e);
@@ -306,14 +312,74 @@ private:
     }
     size_t m_inlined = 0;
     double m_rootWidth = 100.0, m_rootHeight = 100.0;
+    // What the tree's text may still grow by through entity references.
+    int64_t m_textBudget = 0;
+    std::string m_failure; // why the document is refused; empty while it is not
 };
+
+// libxml2 runs in huge-document mode so that real files of tens of MB parse;
+// that mode also lifts its nesting and entity limits, so the pass keeps its own.
+// Elements nested deeper than this are refused (libxml2's usual limit).
+constexpr int kMaxElementDepth = 256;
+// Entities whose text refers to entities deeper than this are refused.
+constexpr int kMaxEntityDepth = 40;
+// The text of the tree (attribute values and character data with entities
+// substituted) may exceed the input by this factor plus a fixed allowance;
+// beyond it the document is refused, as "billion laughs" files must be.
+constexpr int64_t kAmplificationFactor = 10;
+constexpr int64_t kAmplificationAllowance = 8 * 1024 * 1024;
 
 // ------------------------------------------------ libxml2 tree to element tree
 
 std::string xmlText(const xmlChar* text) { return text ? reinterpret_cast<const char*>(text) : std::string(); }
 
-std::unique_ptr<El> Pass::convert(xmlDocPtr doc, xmlNodePtr node)
+// Appends the text of a node list with entity references substituted (the
+// text of elements inside an entity's replacement too), within the budget.
+void Pass::appendContent(xmlDocPtr doc, xmlNodePtr list, std::string& out, int entityDepth)
 {
+    for (xmlNodePtr n = list; n && m_failure.empty(); n = n->next) appendNodeContent(doc, n, out, entityDepth);
+}
+
+void Pass::appendNodeContent(xmlDocPtr doc, xmlNodePtr n, std::string& out, int entityDepth)
+{
+    switch (n->type) {
+    case XML_TEXT_NODE:
+    case XML_CDATA_SECTION_NODE:
+        if (n->content) {
+            const size_t length = std::strlen(reinterpret_cast<const char*>(n->content));
+            m_textBudget -= static_cast<int64_t>(length);
+            if (m_textBudget < 0) {
+                fail("entity references expand the text beyond " + std::to_string(kAmplificationFactor) +
+                     " times the input");
+                return;
+            }
+            out.append(reinterpret_cast<const char*>(n->content), length);
+        }
+        break;
+    case XML_ENTITY_REF_NODE: {
+        const xmlEntityPtr entity = xmlGetDocEntity(doc, n->name);
+        if (!entity) break;
+        if (entityDepth >= kMaxEntityDepth) {
+            fail("entities nested deeper than " + std::to_string(kMaxEntityDepth));
+            return;
+        }
+        appendContent(doc, entity->children, out, entityDepth + 1);
+        break;
+    }
+    case XML_ELEMENT_NODE:
+        if (entityDepth > 0) appendContent(doc, n->children, out, entityDepth);
+        break;
+    default:
+        break;
+    }
+}
+
+std::unique_ptr<El> Pass::convert(xmlDocPtr doc, xmlNodePtr node, int depth)
+{
+    if (depth > kMaxElementDepth) {
+        fail("elements nested deeper than " + std::to_string(kMaxElementDepth));
+        return nullptr;
+    }
     const std::string local = xmlText(node->name);
     if (node->ns && node->ns->prefix) {
         const std::string prefix = xmlText(node->ns->prefix);
@@ -335,22 +401,20 @@ std::unique_ptr<El> Pass::convert(xmlDocPtr doc, xmlNodePtr node)
             else
                 name = prefix + ":" + name;
         }
-        xmlChar* value = xmlNodeListGetString(doc, a->children, 1);
-        e->attrs.push_back(Attr{std::move(name), xmlText(value)});
-        if (value) xmlFree(value);
+        std::string value;
+        appendContent(doc, a->children, value, 0);
+        e->attrs.push_back(Attr{std::move(name), std::move(value)});
     }
-    for (xmlNodePtr child = node->children; child; child = child->next) {
+    for (xmlNodePtr child = node->children; child && m_failure.empty(); child = child->next) {
         switch (child->type) {
         case XML_ELEMENT_NODE:
-            if (auto kid = convert(doc, child)) e->kids.push_back(std::move(kid));
+            if (auto kid = convert(doc, child, depth + 1)) e->kids.push_back(std::move(kid));
             break;
         case XML_TEXT_NODE:
         case XML_CDATA_SECTION_NODE:
         case XML_ENTITY_REF_NODE: {
-            xmlChar* content = xmlNodeGetContent(child);
             auto text = std::make_unique<El>();
-            text->text = xmlText(content);
-            if (content) xmlFree(content);
+            appendNodeContent(doc, child, text->text, 0);
             if (!e->kids.empty() && e->kids.back()->isText())
                 e->kids.back()->text += text->text;
             else
@@ -1287,6 +1351,9 @@ bool Pass::splitCrossingPath(El& e)
 
 void Pass::processChildren(El& e, const Context& ctx)
 {
+    // One compacting sweep: removing children one at a time would make a flat
+    // document of n elements cost n^2 moves.
+    size_t kept = 0;
     for (size_t i = 0; i < e.kids.size(); ++i) {
         El& kid = *e.kids[i];
         bool keep = false;
@@ -1295,8 +1362,12 @@ void Pass::processChildren(El& e, const Context& ctx)
         } else {
             keep = processElement(kid, ctx);
         }
-        if (!keep) bury(e.kids, i--);
+        if (keep)
+            e.kids[kept++] = std::move(e.kids[i]);
+        else
+            m_graveyard.push_back(std::move(e.kids[i]));
     }
+    e.kids.resize(kept);
 }
 
 void Pass::processRoot(El& root)
@@ -1457,8 +1528,11 @@ bool Pass::run(const std::string& input, std::string& output)
     }
     parser->_private = &firstError;
     if (parser->sax) parser->sax->serror = keepFirstError;
-    // No network, no external entities or DTDs, no huge-document mode, no messages on stderr.
-    const int options = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+    // No network, no external entities or DTDs, no messages on stderr. Huge-document
+    // mode lets real files of tens of MB through ("Huge input lookup" otherwise);
+    // the nesting and entity limits it lifts are checked while converting.
+    const int options =
+        XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_HUGE;
     std::unique_ptr<xmlDoc, DocDeleter> doc(
         xmlCtxtReadMemory(parser.get(), input.data(), int(input.size()), nullptr, nullptr, options));
     if (!doc || !parser->wellFormed) {
@@ -1466,8 +1540,13 @@ bool Pass::run(const std::string& input, std::string& output)
         return false;
     }
     xmlNodePtr rootNode = xmlDocGetRootElement(doc.get());
-    std::unique_ptr<El> root = rootNode ? convert(doc.get(), rootNode) : nullptr;
+    m_textBudget = kAmplificationFactor * static_cast<int64_t>(input.size()) + kAmplificationAllowance;
+    std::unique_ptr<El> root = rootNode ? convert(doc.get(), rootNode, 1) : nullptr;
     doc.reset();
+    if (!m_failure.empty()) {
+        m_report.add(PreflightChange::Failed, m_failure);
+        return false;
+    }
     if (!root || root->name != "svg") {
         m_report.add(PreflightChange::Failed, "root element is not svg");
         return false;
