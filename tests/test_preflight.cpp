@@ -607,6 +607,39 @@ TEST(PreflightDocument, FilledPathsWhoseSubpathsCrossAreSplitIntoFillableGroups)
     EXPECT_EQ(visitor.getSegmentedPrimitives().size(), 7u);
 }
 
+TEST(PreflightDocument, NonZeroFillsAreDrawnAsTheirRegionWhenAsked)
+{
+    // Same-direction nested squares (non-zero: no hole), a pentagram (non-zero:
+    // the centre is filled), stroked; the same with evenodd, and squares
+    // nested in opposite directions (the same under both rules) stay as they are.
+    const std::string kept = "<path fill-rule=\"evenodd\" d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>"
+                             "<path d=\"M0 0H8V8H0Z M2 2V4H4V2Z\"/>";
+    PreflightOptions options;
+    options.honorFillRule = true;
+    PreflightReport report;
+    const std::string out = runPreflight(doc("<g fill-rule=\"nonzero\"><path d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>"
+                                             "<path stroke=\"red\" d=\"M5 0L8 10L0 4H10L2 10Z\"/></g>" + kept),
+                                         report, options);
+    EXPECT_NE(out.find("  <path d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>\n  <path d=\"M0 0H8V8H0Z M2 2V4H4V2Z\"/>\n"),
+              std::string::npos) << out;
+    EXPECT_EQ(report.count(PreflightChange::Approximated, "non-zero fill as the boundary of its region"), 2u);
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "fill-rule resolved into the path data"), 2u);
+
+    const Strict load = loadStrictly(out);
+    ASSERT_TRUE(load.ok);
+    SegmenterVisitor visitor(static_cast<const Node&>(*load.root));
+    std::vector<double> areas;
+    for (const auto& primitive : visitor.getSegmentedPrimitives()) areas.push_back(kxtest::FillArea(*primitive));
+    // Squares: 64; pentagram fill (its centre pentagon included) and its
+    // stroke-only outline; kept squares: 60 each.
+    ASSERT_EQ(areas.size(), 5u);
+    EXPECT_NEAR(areas[0], 64.0, 1e-4);
+    EXPECT_NEAR(areas[1], 32.0908, 1e-3); // 22.18 even-odd
+    EXPECT_EQ(areas[2], 0.0);
+    EXPECT_NEAR(areas[3], 60.0, 1e-4);
+    EXPECT_NEAR(areas[4], 60.0, 1e-4);
+}
+
 TEST(PreflightDocument, SmoothCubicsAfterRelativeCubicsGetTheirControlPoint)
 {
     PreflightReport report;

@@ -65,6 +65,7 @@ struct PreflightArgs {
     bool dropIds = false;
     bool noApproximation = false;
     bool keepCrossing = false;
+    bool fillRule = false;
     bool quiet = false;
 };
 int runPreflight(const PreflightArgs& args);

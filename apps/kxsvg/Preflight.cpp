@@ -17,6 +17,7 @@ int runPreflight(const PreflightArgs& args)
     options.keepIds = !args.dropIds;
     options.approximatePaint = !args.noApproximation;
     options.splitCrossingSubpaths = !args.keepCrossing;
+    options.honorFillRule = args.fillRule;
     std::string output;
     kx::svg::PreflightReport report;
     const bool ok = kx::svg::PreflightSvg(bytes, options, output, report);

@@ -78,6 +78,8 @@ int main(int argc, char** argv)
                            "Gradients and patterns become none instead of a plain colour");
     preflightCmd->add_flag("--keep-crossing", pre.keepCrossing,
                            "Leave filled paths whose sub-paths cross as they are (their fill fails)");
+    preflightCmd->add_flag("--fill-rule", pre.fillRule,
+                           "Draw non-zero fills as SVG does: such paths become the boundary of their fill");
     preflightCmd->add_flag("-q,--quiet", pre.quiet, "Do not print the report");
 
     try {

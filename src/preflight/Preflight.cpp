@@ -3,6 +3,7 @@
 #include <kx/svg/Preflight.h>
 
 #include "model/Numbers.h"
+#include "preflight/PreflightFillRule.h"
 #include "preflight/PreflightPath.h"
 #include "preflight/PreflightSplit.h"
 #include "preflight/PreflightValues.h"
@@ -246,6 +247,8 @@ struct Context {
     double height = 100.0;
     bool hidden = false;         // "visibility" hidden or collapse
     bool filled = true;          // the cascaded "fill" paints something
+    bool stroked = false;        // the cascaded "stroke" paints something
+    bool nonZero = true;         // the cascaded "fill-rule" is nonzero
     std::vector<Attr> textProperties; // font properties given on groups, for the texts inside
 };
 
@@ -285,6 +288,8 @@ private:
     void filterAttributes(El& e, const Context& ctx, bool root);
     bool convertShape(El& e, const Context& ctx);
     bool splitCrossingPath(El& e);
+    bool fillNonZero(El& e, const Context& ctx);
+    void takeFillRule(const El& e, Context& ctx) const;
     void flattenText(El& e);
     bool length(El& e, const std::string& name, double base, std::string& out);
     bool resolvePaint(const std::string& value, const Context& ctx, std::string& out);
@@ -1043,6 +1048,9 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
                 out = list;
             }
             if (!keep) drop("attribute " + quoted(n) + " that cannot be read");
+        } else if (n == "fill-rule" && m_options.honorFillRule) {
+            rewritten("fill-rule resolved into the path data");
+            reported = true;
         } else if (n == "fill-rule" || n == "clip-rule") {
             drop("attribute " + quoted(n) + " (fills are drawn even-odd)");
         } else if (root && n == "xmlns") {
@@ -1285,8 +1293,10 @@ bool Pass::processElement(El& e, Context ctx)
         buryAll(e.kids);
     }
 
+    takeFillRule(e, ctx);
     filterAttributes(e, ctx, false);
     if (const std::string* fill = e.get("fill")) ctx.filled = *fill != "none";
+    if (const std::string* stroke = e.get("stroke")) ctx.stroked = *stroke != "none";
 
     if (e.name == "path") {
         const std::string* d = e.get("d");
@@ -1320,10 +1330,50 @@ bool Pass::processElement(El& e, Context ctx)
                 e.set("d", out);
             }
         }
+        if (m_options.honorFillRule && ctx.filled && ctx.nonZero && fillNonZero(e, ctx)) return true;
         if (m_options.splitCrossingSubpaths && ctx.filled && splitCrossingPath(e)) return true;
     }
 
     if (e.name == "g") processChildren(e, ctx);
+    return true;
+}
+
+void Pass::takeFillRule(const El& e, Context& ctx) const
+{
+    if (const std::string* rule = e.get("fill-rule")) {
+        const std::string v = ToLower(Trim(*rule));
+        if (v == "nonzero")
+            ctx.nonZero = true;
+        else if (v == "evenodd")
+            ctx.nonZero = false;
+    }
+}
+
+// A filled path whose non-zero fill differs from its even-odd fill is written
+// as the boundary of its non-zero region; a stroked one keeps its outline for
+// the stroke in a second path.
+bool Pass::fillNonZero(El& e, const Context& ctx)
+{
+    std::string boundary;
+    if (!NonZeroFillAsEvenOdd(*e.get("d"), boundary)) return false;
+    approximated("non-zero fill as the boundary of its region");
+    if (!ctx.stroked) {
+        e.set("d", std::move(boundary));
+        return true;
+    }
+    // The group keeps every attribute, so transform, paint and id apply to both.
+    auto fill = std::make_unique<El>();
+    fill->name = "path";
+    fill->set("stroke", "none");
+    fill->set("d", std::move(boundary));
+    auto stroke = std::make_unique<El>();
+    stroke->name = "path";
+    stroke->set("fill", "none");
+    stroke->set("d", *e.get("d"));
+    e.name = "g";
+    e.remove("d");
+    e.kids.push_back(std::move(fill));
+    e.kids.push_back(std::move(stroke));
     return true;
 }
 
@@ -1418,6 +1468,9 @@ void Pass::processRoot(El& root)
         if (numberValue("opacity", *opacity, value) && impl::ParseSvgFloat(value, o)) ctx.opacity = o;
     }
     takeTextProperties(root, ctx);
+    takeFillRule(root, ctx);
+    if (const std::string* fill = root.get("fill"); fill && m_options.honorFillRule) ctx.filled = Trim(*fill) != "none";
+    if (const std::string* stroke = root.get("stroke")) ctx.stroked = Trim(*stroke) != "none";
     filterAttributes(root, ctx, true);
     root.attrs.insert(root.attrs.begin(), Attr{"xmlns", kSvgNamespace});
     processChildren(root, ctx);
