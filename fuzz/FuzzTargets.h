@@ -155,35 +155,40 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
     return 0;
 }
 
-/// Preflight: any bytes either fail with a reason or come out as a document
-/// that loads strictly and segments as real drawings are segmented.
+/// Preflight, with the default options and with the fill rule honoured: any
+/// bytes either fail with a reason or come out as a document that loads
+/// strictly and segments as real drawings are segmented.
 inline int fuzzPreflight(const uint8_t* data, size_t size)
 {
     if (size > kMaxInputSize) return 0;
     ensureLibrary();
     const std::string input(reinterpret_cast<const char*>(data), size);
-    std::string output;
-    kx::svg::PreflightReport report;
-    if (!kx::svg::PreflightSvg(input, kx::svg::PreflightOptions(), output, report)) {
-        if (report.total(kx::svg::PreflightChange::Failed) == 0) fail("preflight failed without a reason");
-        if (!output.empty()) fail("failed preflight left output");
-        return 0;
-    }
-    kxIoDeviceByteContainerReadOnly device(output.data(), output.size());
-    kx::svg::LoadOptions options;
-    options.ignoreUnsupported = false;
-    kx::svg::ItemInterfacePointer<kx::svg::ItemInterface> result;
-    const kx::svg::impl::MessageSink sink = [](const std::string&) {};
-    if (!kx::svg::impl::LoadSvgDocument(result, device, options, sink, sink) || !result)
-        fail("preflight output does not load strictly");
-    if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
-        kx::svg::SegmenterVisitor segmenter(*node, kx::svg::SegmentationOptions::realSvg());
-        for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
-            if (!primitive) continue;
-            for (unsigned int index : primitive->lineIndices)
-                if (index >= primitive->points.size()) fail("outline index out of range");
-            for (unsigned int index : primitive->triangleIndices)
-                if (index >= primitive->trianglePoints.size()) fail("triangle index out of range");
+    for (bool honorFillRule : {false, true}) {
+        std::string output;
+        kx::svg::PreflightReport report;
+        kx::svg::PreflightOptions preflightOptions;
+        preflightOptions.honorFillRule = honorFillRule;
+        if (!kx::svg::PreflightSvg(input, preflightOptions, output, report)) {
+            if (report.total(kx::svg::PreflightChange::Failed) == 0) fail("preflight failed without a reason");
+            if (!output.empty()) fail("failed preflight left output");
+            return 0;
+        }
+        kxIoDeviceByteContainerReadOnly device(output.data(), output.size());
+        kx::svg::LoadOptions options;
+        options.ignoreUnsupported = false;
+        kx::svg::ItemInterfacePointer<kx::svg::ItemInterface> result;
+        const kx::svg::impl::MessageSink sink = [](const std::string&) {};
+        if (!kx::svg::impl::LoadSvgDocument(result, device, options, sink, sink) || !result)
+            fail("preflight output does not load strictly");
+        if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
+            kx::svg::SegmenterVisitor segmenter(*node, kx::svg::SegmentationOptions::realSvg());
+            for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
+                if (!primitive) continue;
+                for (unsigned int index : primitive->lineIndices)
+                    if (index >= primitive->points.size()) fail("outline index out of range");
+                for (unsigned int index : primitive->triangleIndices)
+                    if (index >= primitive->trianglePoints.size()) fail("triangle index out of range");
+            }
         }
     }
     return 0;
