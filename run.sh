@@ -7,6 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 source scripts/setup.sh
 ensure_packages "${KXSVG_BUILD_PACKAGES[@]}"
+ensure_comma_locale
 
 cmake -S . -B build -DKXSVG_BUILD_TESTS=OFF
 cmake --build build -j2 --target kxsvg kxsvg_example_build_tree

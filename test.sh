@@ -6,6 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 source scripts/setup.sh
 ensure_packages "${KXSVG_BUILD_PACKAGES[@]}" "${KXSVG_PYTHON_PACKAGES[@]}"
+ensure_comma_locale
 
 cmake -S . -B build -DKXSVG_BUILD_TESTS=ON -DKXSVG_BUILD_BENCH=ON -DKXSVG_BUILD_PYTHON=ON
 cmake --build build -j2

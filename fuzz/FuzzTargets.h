@@ -11,6 +11,7 @@
 #include <kx/svg/Options.h>
 #include <kx/svg/PathParser.h>
 #include <kx/svg/PathPrimitives.h>
+#include <kx/svg/Preflight.h>
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Segmentation.h>
 #include <kx/svg/SegmentedPrimitive.h>
@@ -188,6 +189,45 @@ inline int fuzzSimple(const uint8_t* data, size_t size)
     if (!preflighted && preflighted.messages.empty()) fail("preflight failed without a message");
     const kx::svg::PathDataResult path = kx::svg::ParsePathData(bytes);
     if (!path && (path.errorMessage.empty() || path.errorPosition > size)) fail("path data fault without a place");
+    return 0;
+}
+
+/// Preflight, with the default options and with the fill rule honoured: any
+/// bytes either fail with a reason or come out as a document that loads
+/// strictly and segments as real drawings are segmented.
+inline int fuzzPreflight(const uint8_t* data, size_t size)
+{
+    if (size > kMaxInputSize) return 0;
+    ensureLibrary();
+    const std::string input(reinterpret_cast<const char*>(data), size);
+    for (bool honorFillRule : {false, true}) {
+        std::string output;
+        kx::svg::PreflightReport report;
+        kx::svg::PreflightOptions preflightOptions;
+        preflightOptions.honorFillRule = honorFillRule;
+        if (!kx::svg::PreflightSvg(input, preflightOptions, output, report)) {
+            if (report.total(kx::svg::PreflightChange::Failed) == 0) fail("preflight failed without a reason");
+            if (!output.empty()) fail("failed preflight left output");
+            return 0;
+        }
+        kxIoDeviceByteContainerReadOnly device(output.data(), output.size());
+        kx::svg::LoadOptions options;
+        options.ignoreUnsupported = false;
+        kx::svg::ItemInterfacePointer<kx::svg::ItemInterface> result;
+        const kx::svg::impl::MessageSink sink = [](const std::string&) {};
+        if (!kx::svg::impl::LoadSvgDocument(result, device, options, sink, sink) || !result)
+            fail("preflight output does not load strictly");
+        if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
+            kx::svg::SegmenterVisitor segmenter(*node, kx::svg::SegmentationOptions::realSvg());
+            for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
+                if (!primitive) continue;
+                for (unsigned int index : primitive->lineIndices)
+                    if (index >= primitive->points.size()) fail("outline index out of range");
+                for (unsigned int index : primitive->triangleIndices)
+                    if (index >= primitive->trianglePoints.size()) fail("triangle index out of range");
+            }
+        }
+    }
     return 0;
 }
 

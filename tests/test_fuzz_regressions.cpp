@@ -79,6 +79,7 @@ TEST(FuzzRegressions, ReplayEveryTarget)
     EXPECT_GT(replay("values", kxfuzz::fuzzValues), 0u);
     EXPECT_GT(replay("triangulate", kxfuzz::fuzzTriangulate), 0u);
     EXPECT_GT(replay("simple", kxfuzz::fuzzSimple), 0u);
+    EXPECT_GT(replay("preflight", kxfuzz::fuzzPreflight), 0u);
 }
 
 // A document whose bytes cannot be decoded failed without saying why: the

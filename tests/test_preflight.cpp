@@ -4,6 +4,7 @@
 #include "preflight/PreflightPath.h"
 #include "preflight/PreflightValues.h"
 #include "read/LoadDocument.h"
+#include "write/SaveDocument.h"
 
 #include <kx/svg/Items.h>
 #include <kx/svg/PathParser.h>
@@ -16,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -254,6 +256,47 @@ TEST(PreflightValues, LengthsInUserUnits)
     EXPECT_EQ(out, "32");
     for (const char* bad : {"", "px", "12furlongs", "auto", "0x10"})
         EXPECT_EQ(NormalizeLength(bad, 100, out), LengthResult::Invalid) << bad;
+}
+
+TEST(PreflightValues, TransformsAndListsInSvgNumberGrammar)
+{
+    const std::pair<const char*, const char*> transforms[] = {
+        {"translate(0-1036.36)", "translate(0 -1036.36)"},
+        {"matrix(1.42857 0 0 1.42857-163.67-235.91)", "matrix(1.42857 0 0 1.42857 -163.67 -235.91)"},
+        {" scale(.5.5)rotate(45,1e1,-2E-1) , skewX( +3 )", "scale(.5 .5) rotate(45 1e1 -2E-1) skewX(+3)"},
+        {"translate(1,,2)", nullptr},  {"translate(1,)", nullptr},  {"rotate(1 2)", nullptr},
+        {"matrix(1 2 3 4 5 6 7)", nullptr}, {"spin(1)", nullptr}, {"translate(1e999)", nullptr},
+        {"translate(1", nullptr},      {"translate(0x10)", nullptr},
+    };
+    for (const auto& [in, want] : transforms) {
+        std::string out;
+        EXPECT_EQ(NormalizeTransform(in, out), want != nullptr) << in;
+        if (want) {
+            EXPECT_EQ(out, want) << in;
+        }
+    }
+    double vb[4];
+    std::string out;
+    EXPECT_TRUE(NormalizeNumberList("-1-2.5.5,4e1", 4, vb, out));
+    EXPECT_EQ(out, "-1 -2.5 .5 4e1");
+    EXPECT_EQ(vb[2], 0.5);
+    EXPECT_FALSE(NormalizeNumberList("0 0 1", 4, vb, out));
+    EXPECT_FALSE(NormalizeNumberList("0 0 1 1,", 4, vb, out));
+    std::vector<std::string_view> pieces;
+    EXPECT_TRUE(SplitLengthList("5px,3-2.5%.5em", pieces));
+    EXPECT_EQ(pieces, (std::vector<std::string_view>{"5px", "3", "-2.5%", ".5em"}));
+    EXPECT_FALSE(SplitLengthList("5 px", pieces));
+
+    // In a document what the reader takes stays byte for byte.
+    PreflightReport report;
+    EXPECT_EQ(body(runPreflight("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0-1 10.5.5\">"
+                                "<g transform=\"translate(1,2)\"><path transform=\"scale(2)translate(0-1)\" "
+                                "stroke-dasharray=\"1.5.5\" d=\"M0 0h1\"/></g></svg>",
+                                report)),
+              "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 -1 10.5 .5\">\n  <g transform=\"translate(1,2)\">\n"
+              "    <path transform=\"scale(2) translate(0 -1)\" stroke-dasharray=\"1.5 .5\" d=\"M0 0h1\"/>\n  </g>\n</svg>\n");
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "transform list with plain separators"), 1u);
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "viewBox with plain separators"), 1u);
 }
 
 TEST(PreflightValues, DeclarationsAndStyleSheets)
@@ -564,6 +607,39 @@ TEST(PreflightDocument, FilledPathsWhoseSubpathsCrossAreSplitIntoFillableGroups)
     EXPECT_EQ(visitor.getSegmentedPrimitives().size(), 7u);
 }
 
+TEST(PreflightDocument, NonZeroFillsAreDrawnAsTheirRegionWhenAsked)
+{
+    // Same-direction nested squares (non-zero: no hole), a pentagram (non-zero:
+    // the centre is filled), stroked; the same with evenodd, and squares
+    // nested in opposite directions (the same under both rules) stay as they are.
+    const std::string kept = "<path fill-rule=\"evenodd\" d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>"
+                             "<path d=\"M0 0H8V8H0Z M2 2V4H4V2Z\"/>";
+    PreflightOptions options;
+    options.honorFillRule = true;
+    PreflightReport report;
+    const std::string out = runPreflight(doc("<g fill-rule=\"nonzero\"><path d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>"
+                                             "<path stroke=\"red\" d=\"M5 0L8 10L0 4H10L2 10Z\"/></g>" + kept),
+                                         report, options);
+    EXPECT_NE(out.find("  <path d=\"M0 0H8V8H0Z M2 2H4V4H2Z\"/>\n  <path d=\"M0 0H8V8H0Z M2 2V4H4V2Z\"/>\n"),
+              std::string::npos) << out;
+    EXPECT_EQ(report.count(PreflightChange::Approximated, "non-zero fill as the boundary of its region"), 2u);
+    EXPECT_EQ(report.count(PreflightChange::Rewritten, "fill-rule resolved into the path data"), 2u);
+
+    const Strict load = loadStrictly(out);
+    ASSERT_TRUE(load.ok);
+    SegmenterVisitor visitor(static_cast<const Node&>(*load.root));
+    std::vector<double> areas;
+    for (const auto& primitive : visitor.getSegmentedPrimitives()) areas.push_back(kxtest::FillArea(*primitive));
+    // Squares: 64; pentagram fill (its centre pentagon included) and its
+    // stroke-only outline; kept squares: 60 each.
+    ASSERT_EQ(areas.size(), 5u);
+    EXPECT_NEAR(areas[0], 64.0, 1e-4);
+    EXPECT_NEAR(areas[1], 32.0908, 1e-3); // 22.18 even-odd
+    EXPECT_EQ(areas[2], 0.0);
+    EXPECT_NEAR(areas[3], 60.0, 1e-4);
+    EXPECT_NEAR(areas[4], 60.0, 1e-4);
+}
+
 TEST(PreflightDocument, SmoothCubicsAfterRelativeCubicsGetTheirControlPoint)
 {
     PreflightReport report;
@@ -611,6 +687,52 @@ TEST(PreflightDocument, NestedSvgSwitchLinksAndText)
     EXPECT_EQ(report.count(PreflightChange::Approximated, "list of positions as its first entry"), 1u);
     EXPECT_EQ(report.count(PreflightChange::Approximated, "image slice drawn as meet"), 1u);
     EXPECT_EQ(report.count(PreflightChange::Rewritten, "xlink:href as href"), 1u);
+}
+
+namespace {
+// Preflight, strict load and save of `svg`: the saved text, or the first error.
+std::string preflightLoadSave(const std::string& svg)
+{
+    PreflightReport report;
+    std::string out;
+    if (!PreflightSvg(svg, PreflightOptions(), out, report)) return "preflight failed: " + report.toText();
+    const Strict load = loadStrictly(out);
+    if (!load.ok || !load.root) return "load failed: " + (load.errors.empty() ? out : load.errors.front());
+    std::string saved;
+    kxIoDeviceByteContainerWriteOnly device(saved);
+    SaveOptions options;
+    options.writeFlag = false;
+    if (!impl::SaveSvgDocument(*load.root, device, options)) return "save failed";
+    return out + saved;
+}
+} // namespace
+
+TEST(PreflightDocument, NumbersReadTheSameUnderACommaDecimalLocale)
+{
+    // Rounded corners, a nested viewport scaled by 2.5, a quadratic with
+    // fractional control point, lengths and colours in percent.
+    const std::string svg = doc("<rect width=\"5\" height=\"4\" rx=\"1.5\" fill=\"rgb(50%,10.5%,0%)\"/>"
+                                "<svg width=\"5\" height=\"5\" viewBox=\"0 0 2 2\"><path d=\"M0 0Q1.5 1.5 3 0\" "
+                                "stroke-width=\"0.25mm\" opacity=\"50%\"/></svg>");
+    const std::string classic = preflightLoadSave(svg);
+    EXPECT_NE(classic.find("matrix(2.5 0 0 2.5 0 0)"), std::string::npos) << classic;
+    EXPECT_NE(classic.find("A1.5 1.5 0 0 1 5 1.5"), std::string::npos) << classic;
+    const char* names[] = {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8", "ru_RU.UTF-8", "ru_RU.utf8"};
+    const std::string previous = std::setlocale(LC_ALL, nullptr);
+    const char* used = nullptr;
+    for (const char* name : names) {
+        if (std::setlocale(LC_ALL, name) && std::string(std::localeconv()->decimal_point) == ",") {
+            used = name;
+            break;
+        }
+    }
+    if (!used) {
+        std::setlocale(LC_ALL, previous.c_str());
+        GTEST_SKIP() << "no comma-decimal locale is installed (localedef -i de_DE -f UTF-8 de_DE.UTF-8)";
+    }
+    const std::string local = preflightLoadSave(svg);
+    std::setlocale(LC_ALL, previous.c_str());
+    EXPECT_EQ(local, classic) << "under " << used;
 }
 
 TEST(PreflightDocument, FontPropertiesOfGroupsMoveOntoTexts)
@@ -724,6 +846,43 @@ TEST(PreflightInput, MalformedAndHostileInputFailsCleanly)
     ASSERT_TRUE(PreflightSvg(fan, deepReferences, out, report));
     EXPECT_GE(report.count(PreflightChange::Dropped, "use beyond the inlining limit"), 1u);
     EXPECT_TRUE(loadStrictly(out).ok);
+}
+
+TEST(PreflightInput, FilesOfTensOfMegabytesPassWithinOwnLimits)
+{
+    // 10 MB of drawing and then a long path: libxml2's default mode refuses the
+    // path ("Huge input lookup"); the reader takes the file.
+    std::string big = "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 10 10\">";
+    while (big.size() < 10'500'000) big += "<path d=\"M0 0h1v1z\"/>\n";
+    big += "<path d=\"M0 0";
+    for (int i = 0; i < 300'000; ++i) big += " h1";
+    big += "\"/></svg>";
+    std::string out;
+    PreflightReport report;
+    ASSERT_TRUE(PreflightSvg(big, PreflightOptions(), out, report)) << report.toText();
+    const std::string tail = " h1 h1\"/>\n</svg>\n";
+    EXPECT_EQ(out.substr(out.size() - tail.size()), tail);
+    EXPECT_TRUE(loadStrictly(out).ok);
+
+    // The limits that mode lifts are the pass's own, with their own messages.
+    std::string deep = "<svg xmlns=\"http://www.w3.org/2000/svg\">";
+    for (int i = 0; i < 300; ++i) deep += "<g>";
+    for (int i = 0; i < 300; ++i) deep += "</g>";
+    deep += "</svg>";
+    std::string bomb = "<!DOCTYPE svg [<!ENTITY a \"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\">";
+    for (char name = 'b'; name <= 'h'; ++name) {
+        bomb += std::string("<!ENTITY ") + name + " \"";
+        for (int i = 0; i < 10; ++i) bomb += std::string("&") + char(name - 1) + ";";
+        bomb += "\">";
+    }
+    bomb += "]><svg xmlns=\"http://www.w3.org/2000/svg\"><text>&h;</text></svg>";
+    for (const auto& [input, message] :
+         {std::pair{deep, "failed: elements nested deeper than 256 x1\n"},
+          std::pair{bomb, "failed: entity references expand the text beyond 10 times the input x1\n"}}) {
+        report.clear();
+        EXPECT_FALSE(PreflightSvg(input, PreflightOptions(), out, report));
+        EXPECT_EQ(report.toText(), message);
+    }
 }
 
 TEST(PreflightInput, MutatedDocumentsEitherFailOrLoadStrictly)

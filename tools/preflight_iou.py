@@ -126,6 +126,8 @@ def main():
     parser.add_argument('--seed', type=int, default=1)
     parser.add_argument('--width', type=int, default=256)
     parser.add_argument('--list-below', type=float, default=0.9)
+    parser.add_argument('--preflight-flag', action='append', default=[],
+                        help='extra flag for kxsvg preflight (repeatable), e.g. --preflight-flag=--ignore-fill-rule')
     parser.add_argument('files', nargs='*', help='measure these files instead of a sample')
     args = parser.parse_args()
 
@@ -151,7 +153,7 @@ def main():
         kx_png = os.path.join(tmp, 'kx.png')
         ref_png = os.path.join(tmp, 'ref.png')
         for path in sample:
-            run = subprocess.run([args.kxsvg, 'preflight', path, pre], capture_output=True, text=True)
+            run = subprocess.run([args.kxsvg, 'preflight', *args.preflight_flag, path, pre], capture_output=True, text=True)
             if run.returncode != 0:
                 skipped.append((path, 'preflight failed: ' + run.stderr.strip()))
                 continue

@@ -66,6 +66,8 @@ struct PreflightArgs {
     bool dropIds = false;
     bool noApproximation = false;
     bool keepCrossing = false;
+    // The tool draws fills as SVG does unless asked not to.
+    bool ignoreFillRule = false;
     bool quiet = false;
 };
 int runPreflight(const PreflightArgs& args);

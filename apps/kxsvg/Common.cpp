@@ -66,7 +66,10 @@ LoadedDrawing loadDrawing(const std::string& bytes, bool strict, bool preflight)
     LoadedDrawing drawing;
     kx::svg::PreflightResult preflighted;
     if (preflight) {
-        preflighted = kx::svg::PreflightBytes(bytes);
+        // Drawn as SVG draws it: non-zero fills keep their meaning.
+        kx::svg::PreflightOptions preflightOptions;
+        preflightOptions.honorFillRule = true;
+        preflighted = kx::svg::PreflightBytes(bytes, preflightOptions);
         if (!preflighted) {
             for (const std::string& message : preflighted.messages) drawing.messages.push_back("preflight: " + message);
             return drawing;

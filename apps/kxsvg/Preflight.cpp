@@ -17,6 +17,7 @@ int runPreflight(const PreflightArgs& args)
     options.keepIds = !args.dropIds;
     options.approximatePaint = !args.noApproximation;
     options.splitCrossingSubpaths = !args.keepCrossing;
+    options.honorFillRule = !args.ignoreFillRule;
     const kx::svg::PreflightResult result = kx::svg::PreflightBytes(bytes, options);
     // The report goes to standard error so that the document can go to standard output.
     if (!args.quiet || !result) std::cerr << result.report.toText();

@@ -80,6 +80,8 @@ int main(int argc, char** argv)
                            "Gradients and patterns become none instead of a plain colour");
     preflightCmd->add_flag("--keep-crossing", pre.keepCrossing,
                            "Leave filled paths whose sub-paths cross as they are (their fill fails)");
+    preflightCmd->add_flag("--ignore-fill-rule", pre.ignoreFillRule,
+                           "Leave non-zero fills as they are (the library's default): the library fills them even-odd");
     preflightCmd->add_flag("-q,--quiet", pre.quiet, "Do not print the report");
 
     try {

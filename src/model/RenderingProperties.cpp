@@ -2,6 +2,7 @@
 #include <kx/svg/RenderingProperties.h>
 
 #include "model/NamedColors.h"
+#include "model/Numbers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,12 +14,6 @@ namespace kx {
 namespace svg {
 
 namespace {
-
-locale_t ClassicCLocale()
-{
-    static const locale_t locale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
-    return locale;
-}
 
 template <class T>
 void InheritIfAbsent(std::optional<T>& child, const std::optional<T>& parent)
@@ -53,20 +48,19 @@ float StrokeAlpha(const RenderingProperties& p)
 unsigned char HexByte(char a, char b)
 {
     const char text[3] = {a, b, '\0'};
-    const long value = strtol_l(text, nullptr, 16, ClassicCLocale());
+    const long value = strtol_l(text, nullptr, 16, impl::ClassicLocale());
     return static_cast<unsigned char>(static_cast<unsigned long>(value) & 0xFFu);
 }
 
 // One component of "rgb(" / "rgba(", spaces already removed.
 bool ParseColorComponent(const std::string& piece, unsigned char& out)
 {
-    const locale_t locale = ClassicCLocale();
+    const locale_t locale = impl::ClassicLocale();
     if (locale == static_cast<locale_t>(0)) return false;
     if (!piece.empty() && piece.back() == '%') {
         const std::string number = piece.substr(0, piece.size() - 1);
-        char* end = nullptr;
-        const float percent = strtof_l(number.c_str(), &end, locale);
-        if (end != number.c_str() + number.size()) return false;
+        float percent = 0.0f; // "%" alone is 0%, as strtof_l on an empty text gives
+        if (!number.empty() && !impl::ConvertFloat(number, percent)) return false;
         if (!std::isfinite(percent)) return false;
         // Scaled by 2.55 in double precision and truncated toward zero through
         // a 64-bit integer, keeping the low byte: "100%" gives 254. Values

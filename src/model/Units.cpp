@@ -1,22 +1,12 @@
 // Units.cpp - parsing and writing numbers with units.
 #include <kx/svg/Units.h>
 
-#include <clocale>
-#include <cstdlib>
-#include <cstring>
-#include <locale.h>
+#include "model/Numbers.h"
 
 namespace kx {
 namespace svg {
 
 namespace {
-
-// The "C" locale for strtof_l, created once and never freed.
-locale_t ClassicCLocale()
-{
-    static const locale_t locale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
-    return locale;
-}
 
 // The C library's white-space set in the "C" locale, for any byte.
 bool IsCSpace(char c)
@@ -75,14 +65,10 @@ bool UnitValue::parseVal(const std::string& text, UnitValue& out)
     }
     TrimTrailingSpace(rest);
 
-    const locale_t locale = ClassicCLocale();
-    if (locale == static_cast<locale_t>(0)) return false;
-    const char* begin = rest.c_str();
-    char* end = nullptr;
-    const float value = strtof_l(begin, &end, locale);
-    // Every character must be consumed; an embedded NUL stops the conversion
-    // early and so fails here too.
-    if (end != begin + rest.size()) return false;
+    // Every character must be consumed (an embedded NUL fails too); a bare
+    // unit ("px") is the number 0, as strtof_l on an empty text gives.
+    float value = 0.0f;
+    if (!rest.empty() && !impl::ConvertFloat(rest, value)) return false;
 
     out.value = value;
     out.unit = unit;

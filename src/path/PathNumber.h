@@ -2,19 +2,24 @@
 #ifndef KX_SVG_SRC_PATH_PATHNUMBER_H
 #define KX_SVG_SRC_PATH_PATHNUMBER_H
 
+#include "model/Numbers.h"
+
 namespace kx {
 namespace svg {
 namespace impl {
 
-/// Converts the characters [first, last) as `strtof_l` in the "C" locale would
-/// convert them on their own. Returns true and sets `value` only when the
-/// conversion uses every character ("1e", "-", "." or "1e5.5" give false).
-/// The common forms go through fast_float, which yields the same correctly
-/// rounded float; anything it does not take whole falls back to `strtof_l`.
-bool ConvertPathNumber(const char* first, const char* last, float& value);
+/// Converts a number text taken by the path scanner: `ConvertFloat`, under the
+/// name the path parser and its tests know.
+inline bool ConvertPathNumber(const char* first, const char* last, float& value)
+{
+    return ConvertFloat(first, last, value);
+}
 
-/// The same through `strtof_l` only: the reference the fast path must match.
-bool ConvertPathNumberStrtof(const char* first, const char* last, float& value);
+/// The reference conversion the fast path must match (`ConvertFloatStrtof`).
+inline bool ConvertPathNumberStrtof(const char* first, const char* last, float& value)
+{
+    return ConvertFloatStrtof(first, last, value);
+}
 
 } // namespace impl
 } // namespace svg

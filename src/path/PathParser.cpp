@@ -4,9 +4,7 @@
 #include "PathNumber.h"
 #include "PathText.h"
 
-#include <kx/system/kxStringUtils.h>
 
-#include <fast_float/fast_float.h>
 #include <utf8.h>
 
 #include <charconv>
@@ -18,61 +16,6 @@
 
 namespace kx {
 namespace svg {
-
-// ---------------------------------------------------------------- numbers
-
-namespace impl {
-
-namespace {
-
-// Numbers of path data are short; longer ones (thousands of digits are legal)
-// take a heap copy.
-constexpr size_t kStackNumberLength = 64;
-
-} // namespace
-
-bool ConvertPathNumberStrtof(const char* first, const char* last, float& value)
-{
-    const size_t length = static_cast<size_t>(last - first);
-    if (length == 0) return false;
-    // strtof_l reads up to a NUL, and past the taken characters it could take
-    // more ("0x1"): it must see exactly the taken text.
-    char stackCopy[kStackNumberLength + 1];
-    std::string heapCopy;
-    const char* text = nullptr;
-    if (length <= kStackNumberLength) {
-        std::memcpy(stackCopy, first, length);
-        stackCopy[length] = '\0';
-        text = stackCopy;
-    } else {
-        heapCopy.assign(first, length);
-        text = heapCopy.c_str();
-    }
-    char* stop = nullptr;
-    const float converted = strtof_l(text, &stop, kxStringUtils::msCLocale);
-    if (stop != text + length) return false;
-    value = converted;
-    return true;
-}
-
-bool ConvertPathNumber(const char* first, const char* last, float& value)
-{
-    if (first == last) return false;
-    // fast_float gives the correctly rounded float (infinity on overflow, zero
-    // or a denormal on underflow), as strtof_l does. It takes a subset of the
-    // forms strtof_l takes (no leading "+"), so a text it takes whole is taken
-    // whole by strtof_l with the same value; every other text is decided by
-    // strtof_l itself.
-    float converted = 0.0f;
-    const fast_float::from_chars_result result = fast_float::from_chars(first, last, converted);
-    if (result.ec == std::errc() && result.ptr == last) {
-        value = converted;
-        return true;
-    }
-    return ConvertPathNumberStrtof(first, last, value);
-}
-
-} // namespace impl
 
 // ---------------------------------------------------------------- scanner
 

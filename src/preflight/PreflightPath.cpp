@@ -1,9 +1,10 @@
 // PreflightPath.cpp - a lenient path-data scanner that writes the strict form.
 #include "preflight/PreflightPath.h"
 
+#include "model/Numbers.h"
+
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 
 namespace kx {
 namespace svg {
@@ -20,8 +21,6 @@ std::string FormatFloat(double value)
 
 namespace {
 
-inline bool isWsp(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
-inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 int argumentCount(char letter)
 {
@@ -45,52 +44,14 @@ public:
     char peek() const { return m_text[m_pos]; }
     void advance() { ++m_pos; }
 
-    void skipWsp()
-    {
-        while (!atEnd() && isWsp(peek())) ++m_pos;
-    }
-    // White space with at most one comma.
-    void skipCommaWsp()
-    {
-        skipWsp();
-        if (!atEnd() && peek() == ',') {
-            ++m_pos;
-            skipWsp();
-        }
-    }
-    bool startsNumber() const
-    {
-        if (atEnd()) return false;
-        const char c = peek();
-        return isDigit(c) || c == '.' || c == '-' || c == '+';
-    }
-    // sign? (digits ("." digits?)? | "." digits) (("e"|"E") sign? digits)?
+    void skipWsp() { impl::SkipWsp(m_text, m_pos); }
+    void skipCommaWsp() { impl::SkipCommaWsp(m_text, m_pos); }
+    bool startsNumber() const { return impl::StartsNumber(m_text, m_pos); }
+    // One number of SVG's grammar; an overflowing one computes as 0 and keeps its text.
     bool number(std::string_view& out, double& value)
     {
-        const size_t start = m_pos;
-        size_t i = m_pos;
-        const size_t n = m_text.size();
-        if (i < n && (m_text[i] == '+' || m_text[i] == '-')) ++i;
-        size_t digits = 0;
-        while (i < n && isDigit(m_text[i])) ++i, ++digits;
-        if (i < n && m_text[i] == '.') {
-            ++i;
-            while (i < n && isDigit(m_text[i])) ++i, ++digits;
-        }
-        if (digits == 0) return false;
-        if (i < n && (m_text[i] == 'e' || m_text[i] == 'E')) {
-            size_t j = i + 1;
-            if (j < n && (m_text[j] == '+' || m_text[j] == '-')) ++j;
-            if (j < n && isDigit(m_text[j])) {
-                while (j < n && isDigit(m_text[j])) ++j;
-                i = j;
-            }
-        }
-        out = m_text.substr(start, i - start);
-        const std::string copy(out);
-        value = std::strtod(copy.c_str(), nullptr);
+        if (!impl::ScanNumber(m_text, m_pos, out, value)) return false;
         if (!std::isfinite(value)) value = 0.0;
-        m_pos = i;
         return true;
     }
     bool flag(std::string_view& out, double& value)

@@ -2,6 +2,7 @@
 #include "preflight/PreflightValues.h"
 
 #include "model/NamedColors.h"
+#include "model/Numbers.h"
 #include "preflight/PreflightPath.h"
 
 #include <algorithm>
@@ -28,29 +29,9 @@ inline bool isIdentChar(char c)
 // `rest` is what follows it.
 bool leadingNumber(std::string_view text, double& value, std::string_view& numberText, std::string_view& rest)
 {
-    size_t i = 0;
-    const size_t n = text.size();
-    if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
-    size_t digits = 0;
-    while (i < n && std::isdigit(static_cast<unsigned char>(text[i]))) ++i, ++digits;
-    if (i < n && text[i] == '.') {
-        ++i;
-        while (i < n && std::isdigit(static_cast<unsigned char>(text[i]))) ++i, ++digits;
-    }
-    if (digits == 0) return false;
-    if (i < n && (text[i] == 'e' || text[i] == 'E')) {
-        size_t j = i + 1;
-        if (j < n && (text[j] == '+' || text[j] == '-')) ++j;
-        if (j < n && std::isdigit(static_cast<unsigned char>(text[j]))) {
-            while (j < n && std::isdigit(static_cast<unsigned char>(text[j]))) ++j;
-            i = j;
-        }
-    }
-    numberText = text.substr(0, i);
-    const std::string copy(numberText);
-    value = std::strtod(copy.c_str(), nullptr);
-    if (!std::isfinite(value)) return false;
-    rest = text.substr(i);
+    size_t pos = 0;
+    if (!impl::ScanNumber(text, pos, numberText, value) || !std::isfinite(value)) return false;
+    rest = text.substr(pos);
     return true;
 }
 
@@ -263,6 +244,94 @@ LengthResult NormalizeLength(std::string_view text, double percentBase, std::str
     else return LengthResult::Invalid;
     out = FormatFloat(value * factor);
     return exact ? LengthResult::Converted : LengthResult::Approximated;
+}
+
+namespace {
+// The number of arguments each transform operation takes, as a bit set
+// (bit n set: n arguments allowed); 0 for names that are not operations.
+unsigned transformArity(std::string_view name)
+{
+    if (name == "matrix") return 1u << 6;
+    if (name == "translate" || name == "scale") return (1u << 1) | (1u << 2);
+    if (name == "rotate") return (1u << 1) | (1u << 3);
+    if (name == "skewX" || name == "skewY") return 1u << 1;
+    return 0;
+}
+
+inline bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+} // namespace
+
+bool NormalizeTransform(std::string_view text, std::string& out)
+{
+    out.clear();
+    size_t pos = 0;
+    impl::SkipWsp(text, pos);
+    while (pos < text.size()) {
+        const size_t nameStart = pos;
+        while (pos < text.size() && isAsciiLetter(text[pos])) ++pos;
+        const std::string_view name = text.substr(nameStart, pos - nameStart);
+        const unsigned arity = transformArity(name);
+        if (arity == 0) return false;
+        impl::SkipWsp(text, pos);
+        if (pos >= text.size() || text[pos] != '(') return false;
+        ++pos;
+        if (!out.empty()) out += ' ';
+        out.append(name);
+        out += '(';
+        unsigned count = 0;
+        impl::SkipWsp(text, pos);
+        while (pos < text.size() && text[pos] != ')') {
+            if (count > 0) impl::SkipCommaWsp(text, pos);
+            std::string_view token;
+            double value = 0;
+            if (count >= 6 || !impl::ScanNumber(text, pos, token, value) || !std::isfinite(value)) return false;
+            if (count > 0) out += ' ';
+            out.append(token);
+            ++count;
+            impl::SkipWsp(text, pos);
+        }
+        if (pos >= text.size() || (arity & (1u << count)) == 0) return false;
+        ++pos; // ')'
+        out += ')';
+        impl::SkipCommaWsp(text, pos);
+    }
+    return true;
+}
+
+bool NormalizeNumberList(std::string_view text, size_t count, double* values, std::string& out)
+{
+    out.clear();
+    size_t n = 0;
+    bool finite = true;
+    const bool read = impl::ForEachSvgNumber(text, [&](std::string_view token, double value) {
+        if (n < count) values[n] = value;
+        finite = finite && std::isfinite(value);
+        if (n > 0) out += ' ';
+        out.append(token);
+        ++n;
+    });
+    return read && finite && n == count;
+}
+
+bool SplitLengthList(std::string_view text, std::vector<std::string_view>& pieces)
+{
+    pieces.clear();
+    size_t pos = 0;
+    impl::SkipWsp(text, pos);
+    while (pos < text.size()) {
+        if (!pieces.empty()) {
+            impl::SkipCommaWsp(text, pos);
+            if (pos >= text.size()) return false;
+        }
+        const size_t start = pos;
+        std::string_view token;
+        double value = 0;
+        if (!impl::ScanNumber(text, pos, token, value)) return false;
+        while (pos < text.size() && (isAsciiLetter(text[pos]) || text[pos] == '%')) ++pos;
+        pieces.push_back(text.substr(start, pos - start));
+        impl::SkipWsp(text, pos);
+    }
+    return true;
 }
 
 namespace {

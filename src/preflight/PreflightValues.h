@@ -33,6 +33,23 @@ enum class LengthResult { Kept, Converted, Approximated, Invalid };
 /// `percentBase` is what 100% stands for.
 LengthResult NormalizeLength(std::string_view text, double percentBase, std::string& out);
 
+/// Reads a transform list in SVG's full grammar (numbers separated by
+/// comma-wsp, a sign or a point: "translate(0-1036.36)", operations separated
+/// by comma-wsp or nothing) and writes it in the form the reader takes: each
+/// operation as "name(n n ...)" with one space between numbers and between
+/// operations, every number keeping its text. False when an operation, its
+/// argument count or a number cannot be read, or a number is not finite.
+bool NormalizeTransform(std::string_view text, std::string& out);
+
+/// Reads a list of exactly `count` numbers in SVG's grammar into `values` and
+/// writes it as the numbers' texts separated by single spaces. False when the
+/// list has another length or a number cannot be read or is not finite.
+bool NormalizeNumberList(std::string_view text, size_t count, double* values, std::string& out);
+
+/// Splits a list of lengths ("5px,3 2.5.5", numbers in SVG's grammar, each
+/// with an optional unit) into its entries; false when an entry cannot be read.
+bool SplitLengthList(std::string_view text, std::vector<std::string_view>& pieces);
+
 /// One "name: value" declaration; names are lower case, "!important" removed.
 using Declaration = std::pair<std::string, std::string>;
 

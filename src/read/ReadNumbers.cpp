@@ -1,40 +1,13 @@
 // ReadNumbers.cpp - number and transform parsing for attribute values.
 #include "read/ReadNumbers.h"
 
-#include <kx/system/kxStringUtils.h>
-
-#include <fast_float/fast_float.h>
+#include "model/Numbers.h"
 
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
 
 namespace kx {
 namespace svg {
 namespace impl {
-
-namespace {
-
-// White space as the C library's space test sees it in the "C" locale.
-inline bool isCSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
-
-inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-// The reference conversion: strtof_l on a NUL-terminated copy, accepted only
-// when every byte was consumed. Used for the forms the fast path leaves out
-// (signs "+", hexadecimal floats, "inf", "nan", embedded NUL bytes...).
-bool parseWithStrtof(std::string_view text, float& out)
-{
-    std::string copy(text);
-    const char* begin = copy.c_str();
-    char* end = nullptr;
-    const float value = strtof_l(begin, &end, kxStringUtils::msCLocale);
-    if (end != begin + copy.size()) return false;
-    out = value;
-    return true;
-}
-
-} // namespace
 
 bool ParseSvgFloat(std::string_view text, float& out)
 {
@@ -42,24 +15,9 @@ bool ParseSvgFloat(std::string_view text, float& out)
         out = 0.0f;
         return true;
     }
-    size_t i = 0;
-    while (i < text.size() && isCSpace(text[i])) ++i;
-    const char* first = text.data() + i;
-    const char* last = text.data() + text.size();
-    // The fast path covers plain decimal numbers, for which fast_float and
-    // strtof agree on both the accepted text and the correctly rounded value.
-    const bool plain = first < last && (isDigit(*first) || *first == '.' ||
-                                        (*first == '-' && first + 1 < last && (isDigit(first[1]) || first[1] == '.')));
-    if (plain) {
-        float value = 0.0f;
-        const fast_float::from_chars_result r = fast_float::from_chars(first, last, value);
-        if (r.ec == std::errc() && r.ptr == last) {
-            out = value;
-            return true;
-        }
-        // Out-of-range values and partial reads are settled by the reference conversion.
-    }
-    return parseWithStrtof(text, out);
+    // strtof_l skips leading white space itself; ConvertFloat hands such texts
+    // to it, so the accepted texts and values are exactly those of strtof_l.
+    return ConvertFloat(text, out);
 }
 
 bool ParseNumberList(std::string_view text, float* values, size_t capacity, size_t& count,

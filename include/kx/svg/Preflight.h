@@ -28,6 +28,16 @@ struct KXSVG_API PreflightOptions {
     /// each fill, reported as an approximation. It costs one flattening and
     /// triangulation of every filled path with several sub-paths.
     bool splitCrossingSubpaths = true;
+    /// Draw fills as their "fill-rule" says (non-zero unless "evenodd" is
+    /// cascaded) although the library fills even-odd: a filled path whose
+    /// non-zero fill differs from its even-odd fill is written as the boundary
+    /// of its non-zero region (flattened, coordinates rounded to float,
+    /// reported as an approximation); when it is also stroked, its outline
+    /// stays as a second, stroke-only path. Paths whose fill is the same
+    /// under both rules keep their data. Off, "fill-rule" is dropped and every
+    /// fill is drawn even-odd. It costs one flattening and two boundary
+    /// computations of every filled path.
+    bool honorFillRule = false;
     /// How deep references to other elements ("use") may nest before they are dropped.
     int maxReferenceDepth = 16;
     /// Upper bound on the elements copied by inlining references; a reference that
