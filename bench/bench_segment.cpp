@@ -247,16 +247,7 @@ const std::vector<StrokedOutline>& CorpusStrokes()
         std::string content;
         ItemInterfacePointer<ItemInterface> root;
         if (!kxbench::readFile(files[i], content)) continue;
-        // Through the preflight pass: most stroked icons need it (polylines, currentColor).
-        std::string rewritten;
-        PreflightReport report;
-        PreflightOptions preflight;
-        preflight.splitCrossingSubpaths = false;
-        if (!PreflightSvg(content, preflight, rewritten, report)) continue;
-        kxIoDeviceByteContainerReadOnly device(rewritten.data(), rewritten.size());
-        LoadOptions options;
-        options.ignoreUnsupported = true;
-        if (!impl::LoadSvgDocument(root, device, options, nullptr, nullptr)) continue;
+        if (!kxbench::LoadThroughPreflight(content, root)) continue;
         const Node* node = dynamic_cast<const Node*>(root.get());
         if (!node) continue;
         SegmenterVisitor visitor(*node, SegmentationOptions::realSvg());

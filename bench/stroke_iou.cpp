@@ -335,15 +335,7 @@ int main(int argc, char** argv)
         if (!kxbench::readFile(file, content)) continue;
         // Drawings from the wild go through the preflight pass first (polylines,
         // currentColor, style attributes, references), as `kxsvg render --preflight` does.
-        std::string rewritten;
-        PreflightReport report;
-        PreflightOptions preflight;
-        preflight.splitCrossingSubpaths = false;
-        if (!PreflightSvg(content, preflight, rewritten, report)) continue;
-        kxIoDeviceByteContainerReadOnly device(rewritten.data(), rewritten.size());
-        LoadOptions loadOptions;
-        loadOptions.ignoreUnsupported = true;
-        if (!impl::LoadSvgDocument(root, device, loadOptions, nullptr, nullptr) || !root) continue;
+        if (!kxbench::LoadThroughPreflight(content, root)) continue;
         if (root->getType() != ItemType::Document) continue;
         const auto& document = static_cast<const Document&>(*root);
         if (!document.getViewbox() || !(document.getViewbox()->getWidth() > 0.0f) ||

@@ -49,6 +49,21 @@ inline void fail(const char* what)
     std::abort();
 }
 
+/// Every index of a primitive's outline, fill and stroke lies in range and
+/// comes in whole pairs or triples.
+inline void checkPrimitive(const kx::svg::SegmentedPrimitive& primitive)
+{
+    if (primitive.lineIndices.size() % 2 != 0) fail("odd outline index count");
+    for (unsigned int index : primitive.lineIndices)
+        if (index >= primitive.points.size()) fail("outline index out of range");
+    if (primitive.triangleIndices.size() % 3 != 0) fail("triangle index count not a multiple of 3");
+    for (unsigned int index : primitive.triangleIndices)
+        if (index >= primitive.trianglePoints.size()) fail("triangle index out of range");
+    if (primitive.strokeIndices.size() % 3 != 0) fail("stroke index count not a multiple of 3");
+    for (unsigned int index : primitive.strokeIndices)
+        if (index >= primitive.strokePoints.size()) fail("stroke index out of range");
+}
+
 /// Drops log entries: warnings about unfillable shapes would flood the
 /// fuzzer's output and slow it down. The entries are still formatted.
 inline void quietLog()
@@ -96,15 +111,7 @@ inline int fuzzPathData(const uint8_t* data, size_t size)
     bool fillFailed = false;
     std::shared_ptr<kx::svg::SegmentedPrimitive> segmented =
         kx::svg::SegmentPath(path, 32, -0.999f, nullptr, nullptr, nullptr, &fillFailed);
-    if (segmented) {
-        const size_t n = segmented->points.size();
-        if (segmented->lineIndices.size() % 2 != 0) fail("odd outline index count");
-        for (unsigned int index : segmented->lineIndices)
-            if (index >= n) fail("outline index out of range");
-        if (segmented->triangleIndices.size() % 3 != 0) fail("triangle index count not a multiple of 3");
-        for (unsigned int index : segmented->triangleIndices)
-            if (index >= segmented->trianglePoints.size()) fail("triangle index out of range");
-    }
+    if (segmented) checkPrimitive(*segmented);
     return 0;
 }
 
@@ -147,16 +154,8 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
             segmentation.strokeMeshes = lenient != 0;
             segmentation.strokeNonOverlapping = lenient != 0;
             kx::svg::SegmenterVisitor segmenter(*node, segmentation);
-            for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
-                if (!primitive) continue;
-                for (unsigned int index : primitive->lineIndices)
-                    if (index >= primitive->points.size()) fail("outline index out of range");
-                for (unsigned int index : primitive->triangleIndices)
-                    if (index >= primitive->trianglePoints.size()) fail("triangle index out of range");
-                if (primitive->strokeIndices.size() % 3 != 0) fail("stroke index count not a multiple of 3");
-                for (unsigned int index : primitive->strokeIndices)
-                    if (index >= primitive->strokePoints.size()) fail("stroke index out of range");
-            }
+            for (const auto& primitive : segmenter.getSegmentedPrimitives())
+                if (primitive) checkPrimitive(*primitive);
         }
     }
     return 0;
@@ -179,10 +178,7 @@ inline int fuzzSimple(const uint8_t* data, size_t size)
         if (saved) kx::svg::LoadBytes(saved.text);
         for (const kx::svg::SegmentedItem& item : kx::svg::Segment(*loaded.document).items) {
             if (!item.item) fail("segmented item without its item");
-            for (unsigned int index : item.primitive.lineIndices)
-                if (index >= item.primitive.points.size()) fail("outline index out of range");
-            for (unsigned int index : item.primitive.triangleIndices)
-                if (index >= item.primitive.trianglePoints.size()) fail("triangle index out of range");
+            checkPrimitive(item.primitive);
         }
     }
     const kx::svg::PreflightResult preflighted = kx::svg::PreflightBytes(bytes);
@@ -219,13 +215,8 @@ inline int fuzzPreflight(const uint8_t* data, size_t size)
             fail("preflight output does not load strictly");
         if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
             kx::svg::SegmenterVisitor segmenter(*node, kx::svg::SegmentationOptions::realSvg());
-            for (const auto& primitive : segmenter.getSegmentedPrimitives()) {
-                if (!primitive) continue;
-                for (unsigned int index : primitive->lineIndices)
-                    if (index >= primitive->points.size()) fail("outline index out of range");
-                for (unsigned int index : primitive->triangleIndices)
-                    if (index >= primitive->trianglePoints.size()) fail("triangle index out of range");
-            }
+            for (const auto& primitive : segmenter.getSegmentedPrimitives())
+                if (primitive) checkPrimitive(*primitive);
         }
     }
     return 0;

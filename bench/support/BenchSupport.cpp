@@ -1,6 +1,12 @@
 // BenchSupport.cpp - corpus lookup for the benchmark programs.
 #include "BenchSupport.h"
 
+#include <kx/svg/Options.h>
+#include <kx/svg/Preflight.h>
+#include <kx/system/kxIoDevice.h>
+
+#include "read/LoadDocument.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -43,6 +49,19 @@ bool readFile(const std::string& path, std::string& content)
     buffer << in.rdbuf();
     content = buffer.str();
     return true;
+}
+
+bool LoadThroughPreflight(const std::string& content, kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root)
+{
+    std::string rewritten;
+    kx::svg::PreflightReport report;
+    kx::svg::PreflightOptions preflight;
+    preflight.splitCrossingSubpaths = false;
+    if (!kx::svg::PreflightSvg(content, preflight, rewritten, report)) return false;
+    kxIoDeviceByteContainerReadOnly device(rewritten.data(), rewritten.size());
+    kx::svg::LoadOptions options;
+    options.ignoreUnsupported = true;
+    return kx::svg::impl::LoadSvgDocument(root, device, options, nullptr, nullptr) && root;
 }
 
 } // namespace kxbench

@@ -2,6 +2,8 @@
 #ifndef KX_BENCH_SUPPORT_H
 #define KX_BENCH_SUPPORT_H
 
+#include <kx/svg/Items.h>
+
 #include <string>
 #include <vector>
 
@@ -13,6 +15,11 @@ std::string corpusDir();
 std::vector<std::string> largeFiles();
 /// Reads a whole file; returns false when it cannot be read.
 bool readFile(const std::string& path, std::string& content);
+
+/// Rewrites a drawing from the wild through the preflight pass (crossing
+/// sub-paths left as they are) and loads the result leniently, as stroked
+/// icons need (polylines, currentColor); false when either step fails.
+bool LoadThroughPreflight(const std::string& content, kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root);
 
 } // namespace kxbench
 
