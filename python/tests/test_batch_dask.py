@@ -11,9 +11,9 @@ pytest.importorskip("distributed", reason="python3-distributed is not installed"
 
 
 def test_batch_writes_one_sorted_row_per_file(tmp_path):
-    spec = importlib.util.spec_from_file_location("batch_dask", SOURCE_DIR / "python" / "examples" / "batch_dask.py")
-    batch = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(batch)
+    module_spec = importlib.util.spec_from_file_location("batch_dask", SOURCE_DIR / "python" / "examples" / "batch_dask.py")
+    batch = importlib.util.module_from_spec(module_spec)
+    module_spec.loader.exec_module(batch)
     folder = tmp_path / "drawings"
     (folder / "sub").mkdir(parents=True)
     (folder / "b.svg").write_text('<svg xmlns="http://www.w3.org/2000/svg"><rect x="1" y="2" width="3" height="4"/>'
