@@ -228,20 +228,9 @@ std::string DataPath(const std::string& name)
     return std::string(KXSVG_TEST_DATA_DIR) + "/write/" + name;
 }
 
-// Compares `actual` with a stored expectation; KXSVG_REGENERATE=1 rewrites it.
 void ExpectMatchesFile(const std::string& actual, const std::string& name)
 {
-    const std::string path = DataPath(name);
-    const char* regenerate = std::getenv("KXSVG_REGENERATE");
-    if (regenerate && std::string(regenerate) == "1") {
-        std::ofstream out(path, std::ios::binary);
-        out << actual;
-        ASSERT_TRUE(out.good()) << "cannot write " << path;
-        return;
-    }
-    std::string expected;
-    ASSERT_TRUE(kxtest::readFile(path, expected)) << "missing " << path << " (run with KXSVG_REGENERATE=1)";
-    EXPECT_EQ(actual, expected) << name;
+    kxtest::ExpectGolden(actual, DataPath(name));
 }
 
 } // namespace

@@ -62,6 +62,23 @@ std::vector<std::string> listSvgFiles(const std::string& dir)
     return files;
 }
 
+bool regenerateGolden()
+{
+    const char* value = std::getenv("KXSVG_REGENERATE");
+    return value && std::string(value) == "1";
+}
+
+void ExpectGolden(const std::string& actual, const std::string& path)
+{
+    if (regenerateGolden()) {
+        EXPECT_TRUE(writeFile(path, actual)) << "cannot write " << path;
+        return;
+    }
+    std::string expected;
+    ASSERT_TRUE(readFile(path, expected)) << "missing " << path << " (run with KXSVG_REGENERATE=1)";
+    EXPECT_EQ(actual, expected) << path;
+}
+
 bool readFile(const std::string& path, std::string& content)
 {
     std::ifstream in(path, std::ios::binary);

@@ -63,6 +63,15 @@ private:
 /// Writes `content` to a file; returns false when it cannot be written.
 bool writeFile(const std::string& path, const std::string& content);
 
+/// True when golden files are to be rewritten from the current behaviour
+/// (environment variable KXSVG_REGENERATE=1).
+bool regenerateGolden();
+
+/// Compares `actual` with the golden file at `path` (a test failure that names
+/// the file when they differ or it is missing); with `regenerateGolden()` it
+/// writes `actual` there instead.
+void ExpectGolden(const std::string& actual, const std::string& path);
+
 /// Sum of the (unsigned) areas of a primitive's fill triangles, in double
 /// precision; -1 (and a test failure) when an index is out of range.
 double FillArea(const kx::svg::SegmentedPrimitive& primitive);
