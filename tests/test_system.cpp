@@ -2,6 +2,8 @@
 // texts, UTF-8 checks, file names, clock text, version text, init counter.
 #include <kx/system/System.h>
 
+#include "system/kxLibInitCounter.h"
+
 #include <gtest/gtest.h>
 
 #include "TestSupport.h"
