@@ -169,7 +169,7 @@ TEST(FileStream, WriteReadSeekAndMissingFiles)
 namespace {
 class FixedCancel : public kxCancelInterface {
 public:
-    explicit FixedCancel(bool answer) : answer(answer) {}
+    explicit FixedCancel(bool fixedAnswer) : answer(fixedAnswer) {}
     bool answer;
     int cancelCalls = 0;
     bool shouldCancel() const override { return answer; }
