@@ -8,7 +8,7 @@
 # (without it that test skips).
 
 # What every build of the library, its tests, benchmarks and tool needs.
-KXSVG_BUILD_PACKAGES=(cmake g++ make pkg-config libxml2-dev zlib1g-dev libutfcpp-dev libfast-float-dev libfmt-dev
+KXSVG_BUILD_PACKAGES=(cmake g++ make pkg-config libxml2-dev zlib1g-dev libutfcpp-dev libfast-float-dev
                       googletest libgtest-dev libbenchmark-dev
                       libcli11-dev nlohmann-json3-dev libcairo2-dev locales)
 

@@ -382,8 +382,8 @@ TEST(Corpus, LoadsStrictlyAndLenientlyAndRoundTrips)
 
     const double n = double(files.size());
     std::cout << "Corpus: " << files.size() << " files; loaded strictly " << tally.loaded[0] << " ("
-              << 100.0 * tally.loaded[0] / n << "%), leniently " << tally.loaded[1] << " ("
-              << 100.0 * tally.loaded[1] / n << "%); round trips " << tally.roundTrips << "\n";
+              << 100.0 * static_cast<double>(tally.loaded[0]) / n << "%), leniently " << tally.loaded[1] << " ("
+              << 100.0 * static_cast<double>(tally.loaded[1]) / n << "%); round trips " << tally.roundTrips << "\n";
     printTop("Most common reasons for a strict failure:", tally.reasons[0], 12);
     printTop("Most common reasons for a lenient failure:", tally.reasons[1], 12);
     printTop("Most common lenient warnings:", tally.warnings, 12);

@@ -27,8 +27,8 @@ namespace {
 // A driver whose scores and results are set by the test; it records how it was called.
 class ScriptedDriver : public kxCoreSvgIODriver {
 public:
-    ScriptedDriver(std::string name, int loadScore, int saveScore)
-        : name(std::move(name)), loadScore(loadScore), saveScore(saveScore)
+    ScriptedDriver(std::string driverName, int scoreToLoad, int scoreToSave)
+        : name(std::move(driverName)), loadScore(scoreToLoad), saveScore(scoreToSave)
     {
     }
     std::string name;

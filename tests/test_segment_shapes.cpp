@@ -107,7 +107,7 @@ TEST(SegmentCircle, PointsOnTheCircleAndAreaConverges)
         EXPECT_NEAR(std::hypot(p.X() - 3.0, p.Y() + 2.0), 5.0, 1e-5) << i;
         // Counter-clockwise at even angles: the i-th point is at 2 pi i / 32.
         const double angle = std::atan2(p.Y() + 2.0, p.X() - 3.0);
-        const double expected = 2 * kPi * i / 32.0;
+        const double expected = 2 * kPi * static_cast<double>(i) / 32.0;
         EXPECT_NEAR(std::remainder(angle - expected, 2 * kPi), 0.0, 1e-6) << i;
     }
     ASSERT_EQ(outline->lineIndices.size(), 64u);
@@ -164,7 +164,7 @@ TEST(SegmentArc, SamplesLieOnTheEllipse)
         const double dx = points[i].X() - 10.0, dy = points[i].Y() - 20.0;
         const double u = c * dx + s * dy, v = -s * dx + c * dy;
         EXPECT_NEAR((u / 8) * (u / 8) + (v / 3) * (v / 3), 1.0, 1e-5) << i;
-        const double angle = 0.5 + 2.0 * i / 16.0;
+        const double angle = 0.5 + 2.0 * static_cast<double>(i) / 16.0;
         EXPECT_NEAR(u, 8 * std::cos(angle), 1e-4) << i;
         EXPECT_NEAR(v, 3 * std::sin(angle), 1e-4) << i;
         if (i + 1 < points.size()) {

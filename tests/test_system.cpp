@@ -2,6 +2,8 @@
 // texts, UTF-8 checks, file names, clock text, version text, init counter.
 #include <kx/system/System.h>
 
+#include "system/kxLibInitCounter.h"
+
 #include <gtest/gtest.h>
 
 #include "TestSupport.h"
@@ -167,7 +169,7 @@ TEST(FileStream, WriteReadSeekAndMissingFiles)
 namespace {
 class FixedCancel : public kxCancelInterface {
 public:
-    explicit FixedCancel(bool answer) : answer(answer) {}
+    explicit FixedCancel(bool fixedAnswer) : answer(fixedAnswer) {}
     bool answer;
     int cancelCalls = 0;
     bool shouldCancel() const override { return answer; }

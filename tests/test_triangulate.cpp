@@ -418,7 +418,8 @@ TEST(TriangulatePoly, PolygonsWithHoles) {
                     s.addChain(rect(x0, y0, x0 + w, y0 + h), rng() % 2 == 0);
                     area -= std::fabs(shoelace(rect(x0, y0, x0 + w, y0 + h)));
                 } else {
-                    const std::vector<Point> hole = regular(3 + int(rng() % 9), x0 + 3, y0 + 3, 2.4, rng() % 100 * 0.1);
+                    const std::vector<Point> hole =
+                        regular(3 + int(rng() % 9), x0 + 3, y0 + 3, 2.4, static_cast<double>(rng() % 100) * 0.1);
                     s.addChain(hole, rng() % 2 == 0);
                     area -= std::fabs(shoelace(hole));
                 }

@@ -605,7 +605,10 @@ TEST(SaveDocumentTest, FailuresStopTheSave)
 
     // A device that stops taking bytes fails the save.
     auto big = std::make_shared<Document>();
-    for (int i = 0; i < 2000; ++i) big->addChild(std::make_shared<Rect>(Wm4::Vector2<float>(i, i), Wm4::Vector2<float>(1, 1)), true);
+    for (int i = 0; i < 2000; ++i) {
+        const float at = static_cast<float>(i);
+        big->addChild(std::make_shared<Rect>(Wm4::Vector2<float>(at, at), Wm4::Vector2<float>(1, 1)), true);
+    }
     LimitedDevice device(10000);
     EXPECT_FALSE(impl::SaveSvgDocument(*big, device, NoHead()));
     LimitedDevice roomy(1 << 20);

@@ -24,7 +24,8 @@ void setColor(cairo_t* cr, const Wm4::ColorRGBA& c) { cairo_set_source_rgba(cr, 
 // Triangles as a single path filled by the winding rule: a fill's triangles
 // never overlap, and a stroke mesh's all turn the same way, so either way the
 // union is painted once, without seams and without darker overlaps.
-void fillTriangles(cairo_t* cr, const std::vector<Wm4::Vector2<float>>& pts, const std::vector<unsigned int>& idx)
+// Replaces the current path with one closed sub-path per triangle.
+void trianglePath(cairo_t* cr, const std::vector<Wm4::Vector2<float>>& pts, const std::vector<unsigned int>& idx)
 {
     cairo_new_path(cr);
     for (std::size_t i = 0; i + 2 < idx.size(); i += 3) {
@@ -33,6 +34,11 @@ void fillTriangles(cairo_t* cr, const std::vector<Wm4::Vector2<float>>& pts, con
         cairo_line_to(cr, pts[idx[i + 2]].X(), pts[idx[i + 2]].Y());
         cairo_close_path(cr);
     }
+}
+
+void fillTriangles(cairo_t* cr, const std::vector<Wm4::Vector2<float>>& pts, const std::vector<unsigned int>& idx)
+{
+    trianglePath(cr, pts, idx);
     cairo_set_fill_rule(cr, CAIRO_FILL_RULE_WINDING);
     cairo_fill(cr);
 }
@@ -139,13 +145,7 @@ int runRender(const RenderArgs& args)
         cairo_set_line_width(cr, 0.75 / scale);
         cairo_set_dash(cr, nullptr, 0, 0.0);
         const auto wire = [cr](const std::vector<Wm4::Vector2<float>>& pts, const std::vector<unsigned int>& idx) {
-            cairo_new_path(cr);
-            for (std::size_t i = 0; i + 2 < idx.size(); i += 3) {
-                cairo_move_to(cr, pts[idx[i]].X(), pts[idx[i]].Y());
-                cairo_line_to(cr, pts[idx[i + 1]].X(), pts[idx[i + 1]].Y());
-                cairo_line_to(cr, pts[idx[i + 2]].X(), pts[idx[i + 2]].Y());
-                cairo_close_path(cr);
-            }
+            trianglePath(cr, pts, idx);
             cairo_stroke(cr);
         };
         for (const auto& primitive : flat.primitives) {

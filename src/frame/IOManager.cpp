@@ -49,6 +49,25 @@ kxCoreSvgIODriver* chooseDriver(const std::vector<kxCoreSvgIODriver*>& drivers, 
     return firstPreferred ? firstPreferred : firstCapable;
 }
 
+// Runs `call` on `driver` with the caller's options (defaults when there are
+// none), then hands the driver's messages over, replacing `messages`.
+template <class Options, class Call>
+bool RunDriver(kxCoreSvgIODriver& driver, const Options* options, std::list<std::string>* messages, Call&& call)
+{
+    const Options chosen = options ? *options : Options();
+    const bool ok = call(driver, chosen);
+    if (messages)
+        driver.getMessages(*messages, true);
+    return ok;
+}
+
+bool NoSaveDriver(const std::string& formatKey, std::list<std::string>* messages)
+{
+    if (messages)
+        messages->push_back("No driver available to save '" + formatKey + "'");
+    return false;
+}
+
 } // namespace
 
 kxSvgIOManager::kxSvgIOManager() = default;
@@ -80,11 +99,9 @@ bool kxSvgIOManager::loadSvg(ItemInterfacePointer<ItemInterface>& result, const 
     kxCoreSvgIODriver* driver = chooseLoadDriver(kxDirUtils::ExtractFileExtension(filePath, true, 1));
     if (!driver)
         return false;
-    const LoadOptions chosen = options ? *options : LoadOptions();
-    const bool ok = driver->loadSvg(result, filePath, notifier, chosen);
-    if (messages)
-        driver->getMessages(*messages, true);
-    return ok;
+    return RunDriver(*driver, options, messages, [&](kxCoreSvgIODriver& d, const LoadOptions& chosen) {
+        return d.loadSvg(result, filePath, notifier, chosen);
+    });
 }
 
 bool kxSvgIOManager::loadSvg(ItemInterfacePointer<ItemInterface>& result, kxIoDevice& device,
@@ -94,11 +111,9 @@ bool kxSvgIOManager::loadSvg(ItemInterfacePointer<ItemInterface>& result, kxIoDe
     kxCoreSvgIODriver* driver = chooseLoadDriver(formatKey);
     if (!driver)
         return false;
-    const LoadOptions chosen = options ? *options : LoadOptions();
-    const bool ok = driver->loadSvg(result, device, formatKey, notifier, chosen);
-    if (messages)
-        driver->getMessages(*messages, true);
-    return ok;
+    return RunDriver(*driver, options, messages, [&](kxCoreSvgIODriver& d, const LoadOptions& chosen) {
+        return d.loadSvg(result, device, formatKey, notifier, chosen);
+    });
 }
 
 bool kxSvgIOManager::saveSvg(const ItemInterface& item, kxIoDevice& device, const std::string& formatKey,
@@ -106,16 +121,11 @@ bool kxSvgIOManager::saveSvg(const ItemInterface& item, kxIoDevice& device, cons
                              std::list<std::string>* messages) const
 {
     kxCoreSvgIODriver* driver = chooseSaveDriver(formatKey);
-    if (!driver) {
-        if (messages)
-            messages->push_back("No driver available to save '" + formatKey + "'");
-        return false;
-    }
-    const SaveOptions chosen = options ? *options : SaveOptions();
-    const bool ok = driver->saveSvg(item, device, formatKey, notifier, chosen);
-    if (messages)
-        driver->getMessages(*messages, true);
-    return ok;
+    if (!driver)
+        return NoSaveDriver(formatKey, messages);
+    return RunDriver(*driver, options, messages, [&](kxCoreSvgIODriver& d, const SaveOptions& chosen) {
+        return d.saveSvg(item, device, formatKey, notifier, chosen);
+    });
 }
 
 bool kxSvgIOManager::saveSvg(const ItemInterface& item, const std::string& filePath,
@@ -124,16 +134,11 @@ bool kxSvgIOManager::saveSvg(const ItemInterface& item, const std::string& fileP
 {
     const std::string formatKey = kxDirUtils::ExtractFileExtension(filePath, true, 1);
     kxCoreSvgIODriver* driver = chooseSaveDriver(formatKey);
-    if (!driver) {
-        if (messages)
-            messages->push_back("No driver available to save '" + formatKey + "'");
-        return false;
-    }
-    const SaveOptions chosen = options ? *options : SaveOptions();
-    const bool ok = driver->saveSvg(item, filePath, notifier, chosen);
-    if (messages)
-        driver->getMessages(*messages, true);
-    return ok;
+    if (!driver)
+        return NoSaveDriver(formatKey, messages);
+    return RunDriver(*driver, options, messages, [&](kxCoreSvgIODriver& d, const SaveOptions& chosen) {
+        return d.saveSvg(item, filePath, notifier, chosen);
+    });
 }
 
 void kxSvgIOManager::registerDriver(kxCoreSvgIODriver* driver, bool append)

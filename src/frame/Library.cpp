@@ -2,7 +2,7 @@
 #include <kx/svg/IOManager.h>
 #include <kx/svg/Library.h>
 
-#include <kx/system/kxLibInitCounter.h>
+#include "system/kxLibInitCounter.h"
 #include <kx/xml/XmlLibrary.h>
 
 #include <mutex>

@@ -2,6 +2,7 @@
 #include <kx/svg/PathParser.h>
 #include <kx/svg/Simple.h>
 
+#include "path/PathCommands.h"
 #include "write/PathDataWriter.h"
 
 #include <kx/system/kxStringUtils.h>
@@ -14,8 +15,6 @@ namespace kx {
 namespace svg {
 
 namespace {
-
-constexpr const char* kCommandLetters = "MmLlHhVvCcSsAaZz";
 
 // The position the reader's message ends with: "... at position 12" or
 // "Unsupported command in path @12 : ...". Returns false when there is none.
@@ -43,7 +42,7 @@ bool PositionInMessage(const std::string& message, std::size_t& position)
 std::size_t CommandLetterPosition(std::string_view text, std::size_t index)
 {
     for (std::size_t i = 0; i < text.size(); ++i)
-        if (text[i] != '\0' && std::strchr(kCommandLetters, text[i]) && index-- == 0) return i;
+        if (impl::IsPathCommandLetter(text[i]) && index-- == 0) return i;
     return text.size();
 }
 

@@ -1,4 +1,5 @@
-// PathGeometry.h - small geometric helpers shared by the path sources.
+// PathGeometry.h - small geometric helpers shared by the path, bounds and
+// model sources.
 #ifndef KX_SVG_SRC_PATH_PATHGEOMETRY_H
 #define KX_SVG_SRC_PATH_PATHGEOMETRY_H
 

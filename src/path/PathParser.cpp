@@ -1,9 +1,9 @@
 // PathParser.cpp - the path-data scanner and its conversion to commands.
 #include <kx/svg/PathParser.h>
 
+#include "PathCommands.h"
 #include "PathNumber.h"
 #include "PathText.h"
-
 
 #include <utf8.h>
 
@@ -48,6 +48,13 @@ const std::string& LettersSmooth()
     static const std::string letters = "Ss";
     return letters;
 }
+
+// Numbers in one group of each rule's commands.
+constexpr unsigned kMoveNumbers = impl::PathCommandOf(Path::CommandType::MoveToAbs).argumentCount;
+constexpr unsigned kLineNumbers = impl::PathCommandOf(Path::CommandType::LineToAbs).argumentCount;
+constexpr unsigned kHVNumbers = impl::PathCommandOf(Path::CommandType::HLineToAbs).argumentCount;
+constexpr unsigned kCubicNumbers = impl::PathCommandOf(Path::CommandType::CubicBezierAbs).argumentCount;
+constexpr unsigned kSmoothNumbers = impl::PathCommandOf(Path::CommandType::SmoothCubicBezierAbs).argumentCount;
 
 inline bool IsDigit(uint32_t c) { return c >= '0' && c <= '9'; }
 inline bool IsWhiteSpace(uint32_t c) { return c == ' ' || c == '\n'; }
@@ -340,13 +347,13 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeDrawToCommand(Curs
 {
     consumeAnyWhiteSpace(cursor);
     if (cursor == m_end) return NoMatch;
-    Result r = consumeCommandWithFloatSequence(cursor, LettersLine(), 2);
+    Result r = consumeCommandWithFloatSequence(cursor, LettersLine(), kLineNumbers);
     if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, LettersHV(), 1);
+    r = consumeCommandWithFloatSequence(cursor, LettersHV(), kHVNumbers);
     if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, LettersCubic(), 6);
+    r = consumeCommandWithFloatSequence(cursor, LettersCubic(), kCubicNumbers);
     if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, LettersSmooth(), 4);
+    r = consumeCommandWithFloatSequence(cursor, LettersSmooth(), kSmoothNumbers);
     if (r != NoMatch) return r;
     r = consumeClosePath(cursor);
     if (r != NoMatch) return r;
@@ -365,7 +372,7 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeDrawToCommand(Curs
 PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeMoveToDrawToCommandGroup(Cursor& cursor, bool first)
 {
     if (cursor == m_end) return NoMatch;
-    const Result move = consumeCommandWithFloatSequence(cursor, LettersMove(), 2);
+    const Result move = consumeCommandWithFloatSequence(cursor, LettersMove(), kMoveNumbers);
     if (move == Error || (move == NoMatch && first)) {
         m_error = "Expected MoveTo sequence at position " + positionText(cursor);
         return Error;
@@ -403,40 +410,6 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeSvgPath(Cursor& cu
 
 // ---------------------------------------------------------------- commands
 
-namespace {
-
-struct LetterInfo {
-    Path::CommandType type;
-    unsigned count;
-    bool known;
-};
-
-LetterInfo LookUpLetter(char letter)
-{
-    using T = Path::CommandType;
-    switch (letter) {
-    case 'M': return {T::MoveToAbs, 2, true};
-    case 'm': return {T::MoveToRel, 2, true};
-    case 'L': return {T::LineToAbs, 2, true};
-    case 'l': return {T::LineToRel, 2, true};
-    case 'A': return {T::EllipticalArcAbs, 7, true};
-    case 'a': return {T::EllipticalArcRel, 7, true};
-    case 'H': return {T::HLineToAbs, 1, true};
-    case 'h': return {T::HLineToRel, 1, true};
-    case 'V': return {T::VLineToAbs, 1, true};
-    case 'v': return {T::VLineToRel, 1, true};
-    case 'C': return {T::CubicBezierAbs, 6, true};
-    case 'c': return {T::CubicBezierRel, 6, true};
-    case 'S': return {T::SmoothCubicBezierAbs, 4, true};
-    case 's': return {T::SmoothCubicBezierRel, 4, true};
-    case 'Z':
-    case 'z': return {T::ClosePath, 0, true};
-    default: return {T::ClosePath, 0, false};
-    }
-}
-
-} // namespace
-
 PathVisitorStrToCommands::PathVisitorStrToCommands(const std::string& text, std::list<Path::Command>& commands)
     : PathVisitorStrToTokens(text,
                              [this](char letter, std::vector<float>&& numbers) {
@@ -460,23 +433,24 @@ PathVisitorStrToCommands::~PathVisitorStrToCommands() = default;
 
 void PathVisitorStrToCommands::visitorCallback(char letter, std::vector<float>&& numbers)
 {
-    const LetterInfo info = LookUpLetter(letter);
-    if (!info.known) return;
-    if (info.count == 0) {
-        if (numbers.empty()) m_commands->emplace_back(info.type, std::vector<float>());
+    Path::CommandType commandType = Path::CommandType::ClosePath;
+    if (!impl::PathCommandFromLetter(letter, commandType)) return;
+    const unsigned count = impl::PathCommandOf(commandType).argumentCount;
+    if (count == 0) {
+        if (numbers.empty()) m_commands->emplace_back(commandType, std::vector<float>());
         return;
     }
     // One command per group, each with a vector of its own exact size (the
     // scanner keeps its buffer for the next command, so a command costs two
     // small allocations). Groups after the first of a move-to are line-tos of
     // the same kind (absolute or relative).
-    const size_t groups = numbers.size() / info.count;
+    const size_t groups = numbers.size() / count;
     for (size_t g = 0; g < groups; ++g) {
-        Path::CommandType type = info.type;
+        Path::CommandType type = commandType;
         if (g > 0 && letter == 'M') type = Path::CommandType::LineToAbs;
         if (g > 0 && letter == 'm') type = Path::CommandType::LineToRel;
-        const auto from = numbers.begin() + static_cast<std::ptrdiff_t>(g * info.count);
-        m_commands->emplace_back(type, std::vector<float>(from, from + info.count));
+        const auto from = numbers.begin() + static_cast<std::ptrdiff_t>(g * count);
+        m_commands->emplace_back(type, std::vector<float>(from, from + count));
     }
 }
 

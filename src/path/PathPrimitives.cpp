@@ -1,6 +1,7 @@
 // PathPrimitives.cpp - absolute lines, arcs and cubic curves from path commands.
 #include <kx/svg/PathPrimitives.h>
 
+#include "PathCommands.h"
 #include "PathGeometry.h"
 
 #include <cmath>
@@ -149,28 +150,8 @@ PathVisitorCommandsToPrimitives::PathVisitorCommandsToPrimitives(const std::list
 
 namespace {
 
-unsigned NumbersNeeded(Path::CommandType type)
-{
-    using T = Path::CommandType;
-    switch (type) {
-    case T::MoveToAbs:
-    case T::MoveToRel:
-    case T::LineToAbs:
-    case T::LineToRel: return 2;
-    case T::EllipticalArcAbs:
-    case T::EllipticalArcRel: return 7;
-    case T::HLineToAbs:
-    case T::HLineToRel:
-    case T::VLineToAbs:
-    case T::VLineToRel: return 1;
-    case T::CubicBezierAbs:
-    case T::CubicBezierRel: return 6;
-    case T::SmoothCubicBezierAbs:
-    case T::SmoothCubicBezierRel: return 4;
-    case T::ClosePath: return 0;
-    }
-    return 0;
-}
+// Numbers in one group of the command's arguments.
+unsigned NumbersNeeded(Path::CommandType type) { return impl::PathCommandOf(type).argumentCount; }
 
 bool IsCubic(Path::CommandType type)
 {
@@ -179,7 +160,7 @@ bool IsCubic(Path::CommandType type)
            type == T::SmoothCubicBezierRel;
 }
 
-bool IsKnown(Path::CommandType type) { return static_cast<unsigned>(type) <= 14; }
+bool IsKnown(Path::CommandType type) { return static_cast<std::size_t>(type) < impl::kPathCommandCount; }
 
 } // namespace
 

@@ -77,25 +77,15 @@ constexpr bool namesSorted()
 static_assert(namesSorted(), "attribute names must stay sorted");
 static_assert(unsigned(AttributeId::Unknown) <= 64, "the seen flags are one 64-bit word");
 
-std::string quoted(std::string_view text)
-{
-    std::string result;
-    result.reserve(text.size() + 2);
-    result += '"';
-    result.append(text);
-    result += '"';
-    return result;
-}
-
 int specifiedTwice(AttributeContext& context, const XmlAttribute& attribute)
 {
-    context.error("Attribute " + quoted(AttributeDisplayName(attribute)) + " specified twice");
+    context.error("Attribute " + Quoted(AttributeDisplayName(attribute)) + " specified twice");
     return AttributeFailed;
 }
 
 int failedValue(AttributeContext& context, std::string_view value, const XmlAttribute& attribute)
 {
-    context.error("Failed to parse value " + quoted(value) + " in attribute " + quoted(AttributeDisplayName(attribute)));
+    context.error("Failed to parse value " + Quoted(value) + " in attribute " + Quoted(AttributeDisplayName(attribute)));
     return AttributeFailed;
 }
 
@@ -103,8 +93,8 @@ int failedValue(AttributeContext& context, std::string_view value, const XmlAttr
 // in lenient mode, the same text as an error in strict mode.
 int unsupportedValue(AttributeContext& context, const XmlAttribute& attribute)
 {
-    const std::string text = "Ignore unsupported attribute " + quoted(AttributeDisplayName(attribute)) +
-                             " with value " + quoted(attribute.value);
+    const std::string text = "Ignore unsupported attribute " + Quoted(AttributeDisplayName(attribute)) +
+                             " with value " + Quoted(attribute.value);
     if (context.ignoreUnsupported()) {
         context.warning(text);
         return AttributeStored;
@@ -115,7 +105,7 @@ int unsupportedValue(AttributeContext& context, const XmlAttribute& attribute)
 
 int wrongItem(AttributeContext& context, const XmlAttribute& attribute)
 {
-    context.error("Internal svg error, attribute " + quoted(AttributeDisplayName(attribute)) +
+    context.error("Internal svg error, attribute " + Quoted(AttributeDisplayName(attribute)) +
                   " given to an item of another kind");
     return AttributeFailed;
 }
@@ -179,8 +169,8 @@ int storeColor(AttributeContext& context, AttributeId id, const XmlAttribute& at
     if (text != "none") {
         Wm4::Vector4<unsigned char> rgba;
         if (!ParseSvgColor(text, rgba)) {
-            context.error("Failed to parse color " + quoted(text) + " in attribute " +
-                          quoted(AttributeDisplayName(attribute)));
+            context.error("Failed to parse color " + Quoted(text) + " in attribute " +
+                          Quoted(AttributeDisplayName(attribute)));
             return AttributeFailed;
         }
     }
@@ -311,6 +301,16 @@ AttributeId LookupAttribute(const XmlAttribute& attribute)
     return it != end && it->name == attribute.name ? it->id : AttributeId::Unknown;
 }
 
+std::string Quoted(std::string_view text)
+{
+    std::string result;
+    result.reserve(text.size() + 2);
+    result += '"';
+    result.append(text);
+    result += '"';
+    return result;
+}
+
 std::string AttributeDisplayName(const XmlAttribute& attribute)
 {
     std::string name;
@@ -341,7 +341,7 @@ int HandleCommonAttribute(AttributeContext& context, ItemInterface& item, const 
         Wm4::Matrix3<float> matrix;
         std::string error;
         if (!ParseTransformList(attribute.value, matrix, error)) {
-            context.error("Failed to parse transform attribute " + quoted(attribute.value) + error);
+            context.error("Failed to parse transform attribute " + Quoted(attribute.value) + error);
             return AttributeFailed;
         }
         item.editTransform() = matrix;
@@ -389,7 +389,7 @@ int HandleDocumentAttribute(AttributeContext& context, ItemInterface& item, cons
         if (!ParseNumberList(attribute.value, v, 4, count, badPiece))
             return failedValue(context, badPiece, attribute);
         if (count != 4) {
-            context.error("Wrong number of values for " + quoted(AttributeDisplayName(attribute)));
+            context.error("Wrong number of values for " + Quoted(AttributeDisplayName(attribute)));
             return AttributeFailed;
         }
         static_cast<Document&>(item).editViewbox() =
@@ -583,7 +583,7 @@ bool ProcessAttributes(AttributeContext& context, ItemInterface& item, Attribute
         if (result == AttributeFailed) return false;
         if (result == AttributeNotMine) {
             const std::string details =
-                quoted(AttributeDisplayName(attribute)) + " with value " + quoted(attribute.value);
+                Quoted(AttributeDisplayName(attribute)) + " with value " + Quoted(attribute.value);
             if (!context.ignoreUnsupported()) {
                 context.error("Unsupported attribute " + details);
                 return false;

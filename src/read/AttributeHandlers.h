@@ -75,6 +75,9 @@ AttributeId LookupAttribute(const kx::xml::XmlAttribute& attribute);
 /// "prefix:local", or the local name alone when there is no prefix.
 std::string AttributeDisplayName(const kx::xml::XmlAttribute& attribute);
 
+/// `text` in double quotes, as the messages show names and values.
+std::string Quoted(std::string_view text);
+
 /// The per-element state the handlers share with the loader: the message
 /// sinks, the load option, the "seen" flags of the current element and the
 /// text offsets that are applied once all attributes are read.

@@ -62,16 +62,6 @@ bool isGroup(const ItemInterfacePointer<ItemInterface>& item)
     return item && (item->getType() == ItemType::Node || item->getType() == ItemType::Document);
 }
 
-std::string quoted(std::string_view text)
-{
-    std::string result;
-    result.reserve(text.size() + 2);
-    result += '"';
-    result.append(text);
-    result += '"';
-    return result;
-}
-
 } // namespace
 
 struct Loader::Element {
@@ -128,65 +118,14 @@ void Loader::reportException(const char* what)
     m_context.error(text);
 }
 
+// The handlers below may throw (an allocation failure): the XML layer keeps
+// the exception, stops the parser and rethrows it once the parser is
+// released, and run() turns it into a message. Nothing reaches the caller.
+
 bool Loader::startDocument()
 {
-    try {
-        m_state = std::make_unique<State>();
-        return true;
-    } catch (const std::exception& e) {
-        reportException(e.what());
-    } catch (...) {
-        reportException(nullptr);
-    }
-    return false;
-}
-
-bool Loader::endDocument()
-{
-    try {
-        return endDocumentImpl();
-    } catch (const std::exception& e) {
-        reportException(e.what());
-    } catch (...) {
-        reportException(nullptr);
-    }
-    return false;
-}
-
-int Loader::startElement(const char* name, const std::vector<kx::xml::XmlAttribute>& attributes)
-{
-    try {
-        return startElementImpl(name, attributes);
-    } catch (const std::exception& e) {
-        reportException(e.what());
-    } catch (...) {
-        reportException(nullptr);
-    }
-    return kx::xml::XmlStopParsing;
-}
-
-bool Loader::endElement(const char* name)
-{
-    try {
-        return endElementImpl(name);
-    } catch (const std::exception& e) {
-        reportException(e.what());
-    } catch (...) {
-        reportException(nullptr);
-    }
-    return false;
-}
-
-bool Loader::characters(const char* text, int length)
-{
-    try {
-        return charactersImpl(text, length);
-    } catch (const std::exception& e) {
-        reportException(e.what());
-    } catch (...) {
-        reportException(nullptr);
-    }
-    return false;
+    m_state = std::make_unique<State>();
+    return true;
 }
 
 bool Loader::message(const std::string& text, int severity)
@@ -199,7 +138,7 @@ bool Loader::message(const std::string& text, int severity)
     return false;
 }
 
-int Loader::startElementImpl(const char* name, const std::vector<kx::xml::XmlAttribute>& attributes)
+int Loader::startElement(const char* name, const std::vector<kx::xml::XmlAttribute>& attributes)
 {
     if (!name) return kx::xml::XmlStopParsing;
     if (!m_state) m_state = std::make_unique<State>();
@@ -214,10 +153,10 @@ int Loader::startElementImpl(const char* name, const std::vector<kx::xml::XmlAtt
         kind = table.end();
     if (kind == table.end()) {
         if (m_ignoreUnsupported) {
-            m_context.warning("Ignore unsupported tag in svg : " + quoted(tag));
+            m_context.warning("Ignore unsupported tag in svg : " + impl::Quoted(tag));
             return kx::xml::XmlSkipElement;
         }
-        m_context.error("Found unsupported tag in svg : " + quoted(tag));
+        m_context.error("Found unsupported tag in svg : " + impl::Quoted(tag));
         return kx::xml::XmlStopParsing;
     }
 
@@ -227,7 +166,7 @@ int Loader::startElementImpl(const char* name, const std::vector<kx::xml::XmlAtt
     }
     std::vector<Element>& tree = state.trees.back();
     if (!tree.empty() && !isGroup(tree.back().item)) {
-        m_context.error("Object of type " + quoted(tree.back().tagName) + " may not contain any child element.");
+        m_context.error("Object of type " + impl::Quoted(tree.back().tagName) + " may not contain any child element.");
         return kx::xml::XmlStopParsing;
     }
 
@@ -238,18 +177,18 @@ int Loader::startElementImpl(const char* name, const std::vector<kx::xml::XmlAtt
                                                                                        : kx::xml::XmlStopParsing;
 }
 
-bool Loader::endElementImpl(const char* name)
+bool Loader::endElement(const char* name)
 {
     const std::string_view tag(name ? name : "");
     if (!m_state || m_state->trees.empty() || m_state->trees.back().empty()) {
-        m_context.error("End of element " + quoted(tag) + " unexpected");
+        m_context.error("End of element " + impl::Quoted(tag) + " unexpected");
         return false;
     }
     State& state = *m_state;
     std::vector<Element>& tree = state.trees.back();
     Element& innermost = tree.back();
     if (innermost.tagName != tag) {
-        m_context.error("End of element " + quoted(tag) + ", expected closing of " + quoted(innermost.tagName));
+        m_context.error("End of element " + impl::Quoted(tag) + ", expected closing of " + impl::Quoted(innermost.tagName));
         return false;
     }
     if (tree.size() == 1) {
@@ -258,7 +197,7 @@ bool Loader::endElementImpl(const char* name)
     }
     Element& parent = tree[tree.size() - 2];
     if (!isGroup(parent.item)) {
-        m_context.error("Internal svg error, object of type " + quoted(parent.tagName) +
+        m_context.error("Internal svg error, object of type " + impl::Quoted(parent.tagName) +
                         " may not contain any child element.");
         return false;
     }
@@ -267,7 +206,7 @@ bool Loader::endElementImpl(const char* name)
     return true;
 }
 
-bool Loader::charactersImpl(const char* text, int length)
+bool Loader::characters(const char* text, int length)
 {
     if (length < 1) return true;
     if (!m_state || m_state->trees.empty() || m_state->trees.back().empty() || !text) return false;
@@ -294,7 +233,7 @@ bool Loader::charactersImpl(const char* text, int length)
     return true;
 }
 
-bool Loader::endDocumentImpl()
+bool Loader::endDocument()
 {
     if (!m_state || !m_state->rootClosed) {
         m_context.error("Some svg tags were not closed properly.");

@@ -19,8 +19,8 @@ namespace kx {
 namespace svg {
 
 /// One load: receives the parser's events for `device` and, when the document
-/// ends well, stores the tree in `result`. Problems go to the two sinks; no
-/// exception leaves a callback.
+/// ends well, stores the tree in `result`. Problems go to the two sinks; an
+/// exception in a callback ends the parse and becomes a message in run().
 class Loader : private kx::xml::XmlSaxParserHandler {
 public:
     Loader(ItemInterfacePointer<ItemInterface>& result, kxIoDevice& device, const LoadOptions& options,
@@ -48,11 +48,7 @@ private:
     struct Element;
     struct State;
 
-    int startElementImpl(const char* name, const std::vector<kx::xml::XmlAttribute>& attributes);
-    bool endElementImpl(const char* name);
-    bool charactersImpl(const char* text, int length);
-    bool endDocumentImpl();
-    /// Reports an exception caught in a callback.
+    /// Reports an exception that ended the parse.
     void reportException(const char* what);
 
     ItemInterfacePointer<ItemInterface>& m_result;

@@ -1,5 +1,5 @@
 // kxLibInitCounter.cpp - nesting counter for library start-up and shut-down.
-#include <kx/system/kxLibInitCounter.h>
+#include "system/kxLibInitCounter.h"
 #include <kx/system/kxLog.h>
 
 namespace kx {

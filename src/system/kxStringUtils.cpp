@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <system_error>
 
-locale_t kxStringUtils::msCLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
+const locale_t kxStringUtils::msCLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
 const std::locale kxStringUtils::msCplusLocale = std::locale::classic();
 
 std::string kxStringUtils::fromInt64(int64_t value)

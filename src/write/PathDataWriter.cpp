@@ -1,6 +1,7 @@
 // PathDataWriter.cpp - the "d" text of a path.
 #include "write/PathDataWriter.h"
 
+#include "path/PathCommands.h"
 #include "write/NumberFormat.h"
 
 #include <cstdint>
@@ -10,20 +11,6 @@ namespace svg {
 namespace impl {
 
 namespace {
-
-// A command's value indexes its letter here.
-const char kCommandLetters[] = "MmLlAaHhVvCcSsZ";
-constexpr int kCommandCount = 15;
-
-// Per command type: which arguments are numbers ('f') and which are arc flags
-// ('b'). The pattern repeats over the whole argument vector.
-const char* const kArgumentPatterns[kCommandCount] = {
-    "ff", "ff", "ff", "ff",             // M m L l
-    "fffbbff", "fffbbff",               // A a
-    "f", "f", "f", "f",                 // H h V v
-    "ffffff", "ffffff", "ffff", "ffff", // C c S s
-    ""                                  // Z
-};
 
 bool IsDigit(char c)
 {
@@ -57,15 +44,17 @@ void BuildPathData(const Path::Commands& commands, const SaveOptions& options, s
     int previous = -1;
     for (const Path::Command& command : commands) {
         const int type = static_cast<int>(static_cast<uint8_t>(command.type));
-        if (type >= kCommandCount) continue; // not a command the model knows
+        if (static_cast<std::size_t>(type) >= kPathCommandCount) continue; // not a command the model knows
+        const PathCommandInfo& info = kPathCommands[type];
         if (!LetterIsImplicit(type, previous)) {
             if (spaced && !out.empty()) out += ' ';
-            out += kCommandLetters[type];
+            out += info.letter;
         }
         previous = type;
 
-        const char* pattern = kArgumentPatterns[type];
-        const std::size_t patternLength = std::char_traits<char>::length(pattern);
+        // The kinds repeat over the whole argument vector.
+        const char* pattern = info.argumentKinds;
+        const std::size_t patternLength = info.argumentCount;
         if (patternLength == 0) continue;
         std::size_t slot = 0;
         char number[kNumberBufferSize];

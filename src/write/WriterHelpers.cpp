@@ -182,18 +182,12 @@ bool writeAttributeTransform(kx::xml::XmlSaveContext& context, const SaveOptions
     // SVG's a b c d e f: the first two rows read column by column.
     std::string text;
     text.reserve(96);
+    const float values[6] = {matrix(0, 0), matrix(1, 0), matrix(0, 1), matrix(1, 1), matrix(0, 2), matrix(1, 2)};
     text += "matrix(";
-    appendSvgNumber(text, matrix(0, 0), options);
-    text += ' ';
-    appendSvgNumber(text, matrix(1, 0), options);
-    text += ' ';
-    appendSvgNumber(text, matrix(0, 1), options);
-    text += ' ';
-    appendSvgNumber(text, matrix(1, 1), options);
-    text += ' ';
-    appendSvgNumber(text, matrix(0, 2), options);
-    text += ' ';
-    appendSvgNumber(text, matrix(1, 2), options);
+    for (int i = 0; i < 6; ++i) {
+        if (i > 0) text += ' ';
+        appendSvgNumber(text, values[i], options);
+    }
     text += ')';
     return writeAttributeString(context, options, name, text);
 }

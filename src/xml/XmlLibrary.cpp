@@ -1,7 +1,7 @@
 // XmlLibrary.cpp - start-up and shut-down of libxml2 for the XML layer.
 #include <kx/xml/XmlLibrary.h>
 
-#include <kx/system/kxLibInitCounter.h>
+#include "system/kxLibInitCounter.h"
 
 #include <libxml/parser.h>
 

@@ -20,7 +20,8 @@
 namespace kx {
 
 /// Base of the framework's format drivers: keeps the messages of a driver's
-/// last run, at most 1024 of them, each at most 1024 characters long.
+/// last run, at most 1024 of them. A message's text is at most 1024
+/// characters; a line suffix (" @{line}") comes on top of that.
 template <class Query, class FormatKey, class LoadOpts, class SaveOpts>
 class KXSVG_API kxCoreDriver {
 public:
@@ -31,7 +32,7 @@ public:
 
     /// Appends `text` (longer texts are cut to 1020 characters plus " ...");
     /// the oldest message goes once 1024 are held. With `line` >= 0, " @{line}"
-    /// is appended to the stored text.
+    /// is appended after the cut, so such a message may exceed 1024 characters.
     void addMessage(const std::string& text, int64_t line)
     {
         if (m_messages.size() > kMaxMessages - 1)

@@ -45,6 +45,13 @@ class Document;
 
 /// Abstract base of every item: an optional transform, an optional id and
 /// the presentation attributes.
+///
+/// Each item class declares its own XML writer methods (`beginWriteAsXml...`)
+/// and its estimated box (`computeEstimatedBoundingVolume`), so that the
+/// writer and the bounds reach every kind of item through one virtual call
+/// rather than a switch over `ItemType`. Those methods are defined beside the
+/// code they belong to, not with the fields: the writers in
+/// src/write/ItemWriters.cpp, the boxes in src/bounds/ItemBounds.cpp.
 class KXSVG_API ItemInterface {
 public:
     virtual ~ItemInterface();

@@ -12,12 +12,11 @@
 #include <kx/svg/PathBuilder.h>
 #include <kx/svg/PathParser.h>
 #include <kx/svg/PathPrimitives.h>
-#include <kx/svg/Preflight.h>
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Segmentation.h>
 #include <kx/svg/SegmentationOptions.h>
 #include <kx/svg/SegmentedPrimitive.h>
-#include <kx/svg/Simple.h>
+#include <kx/svg/Simple.h> // and Preflight.h, which it includes
 #include <kx/svg/TextSpace.h>
 #include <kx/svg/Triangulate.h>
 #include <kx/svg/Units.h>

@@ -26,6 +26,8 @@ public:
     static const char* GetDescStringMajorMinorReleaseRevision(bool unused = false, bool withCommit = false);
     /// "3.0.0.1297 #{commitId} 2026-2" (the month is not zero-padded).
     static const char* GetDescStringMajorMinorReleaseRevisionDate();
+    /// Build flavours kept for callers that print them: every build is a
+    /// release build, so all three are always false.
     static bool IsBeta();
     static bool IsDebug();
     static bool IsDev();

@@ -5,7 +5,6 @@
 #include <kx/system/kxCancel.h>
 #include <kx/system/kxDirUtils.h>
 #include <kx/system/kxIoDevice.h>
-#include <kx/system/kxLibInitCounter.h>
 #include <kx/system/kxLog.h>
 #include <kx/system/kxSoftwareVersion.h>
 #include <kx/system/kxStringUtils.h>

@@ -24,8 +24,9 @@ public:
     /// True when `text` is well-formed UTF-8 (no overlong forms, surrogates or values above U+10FFFF).
     static bool IsUtf8String(const std::string& text);
 
-    /// The C library's "C" locale, for `strtof_l` and friends.
-    static locale_t msCLocale;
+    /// The C library's "C" locale, for `strtof_l` and friends. Made once at
+    /// start-up and never freed or replaced; callers only pass it on.
+    static const locale_t msCLocale;
     /// The C++ classic locale, for streams.
     static const std::locale msCplusLocale;
 };

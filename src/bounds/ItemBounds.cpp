@@ -3,7 +3,7 @@
 
 #include <kx/svg/PathPrimitives.h>
 
-#include "PathGeometry.h"
+#include "path/PathGeometry.h"
 
 namespace kx {
 namespace svg {

@@ -1,7 +1,7 @@
 // TightExtent.h - exact extents of lines, cubic curves, elliptical arcs and
 // shapes, measured in double precision through an affine map.
-#ifndef KX_SVG_SRC_PATH_TIGHTEXTENT_H
-#define KX_SVG_SRC_PATH_TIGHTEXTENT_H
+#ifndef KX_SVG_SRC_BOUNDS_TIGHTEXTENT_H
+#define KX_SVG_SRC_BOUNDS_TIGHTEXTENT_H
 
 #include <kx/svg/BoundingBox.h>
 

@@ -3,7 +3,7 @@
 
 #include <kx/svg/Items.h>
 
-#include "PathGeometry.h"
+#include "path/PathGeometry.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,6 +1,8 @@
 // kxLibInitCounter.h - nesting counter for library start-up and shut-down.
-#ifndef KX_SYSTEM_KXLIBINITCOUNTER_H
-#define KX_SYSTEM_KXLIBINITCOUNTER_H
+// Internal to the three libraries (not installed): kxSystem defines and
+// exports it, kxXml and kxSvg each keep one counter.
+#ifndef KX_SYSTEM_SRC_KXLIBINITCOUNTER_H
+#define KX_SYSTEM_SRC_KXLIBINITCOUNTER_H
 
 #include <kx/system/Export.h>
 
