@@ -78,6 +78,12 @@ struct Ring {
 bool makeRing(OutlineFlattener& flattener, const Subpath& subpath, Ring& ring)
 {
     if (!flattener.flatten({&subpath}, ring.points, ring.indices) || ring.indices.empty()) return false;
+    // A fill closes an open sub-path.
+    if (ring.indices.back() != ring.indices.front()) {
+        const unsigned int last = ring.indices.back(), first = ring.indices.front();
+        ring.indices.push_back(last);
+        ring.indices.push_back(first);
+    }
     ring.min[0] = ring.max[0] = ring.points[0].X();
     ring.min[1] = ring.max[1] = ring.points[0].Y();
     double twice = 0;
