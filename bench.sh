@@ -43,6 +43,7 @@ cmake --build "$BUILD" -j"$JOBS" --target $targets
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
+load=$(cut -d' ' -f1-3 /proc/loadavg)
 echo "== comparison ($ROUNDS rounds) =="
 "$BUILD/bench/compare/kxsvg_compare" --rounds "$ROUNDS" --markdown "$work/compare.md"
 
@@ -67,7 +68,9 @@ commit=$(git -C "$ROOT" rev-parse --short HEAD 2>/dev/null || echo unknown)
     echo "- Load and save run on the three large drawings of the corpus; path numbers on every \`d\` attribute of them;"
     echo "  icon outlines are the filled shapes of the mdi icon set, segmented and cleaned as the library does it."
     echo "- Peak memory is the peak resident set of a fresh process that loads one file, less that of a process"
-    echo "  that only reads it."
+    echo "  that only reads it. The fresh-load rows time whole processes (one small program per library, started"
+    echo "  alternately): wall time, with the CPU time in the note."
+    echo "- Load average when the comparison started: $load"
     echo
     echo "How the figures are made and what the profiles show: bench/NOTES.md."
     echo

@@ -11,7 +11,8 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
+
+#include <sys/stat.h>
 
 namespace kxsvg {
 
@@ -25,18 +26,28 @@ bool readInput(const std::string& path, std::string& bytes, std::string& error)
         }
         return true;
     }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
+    // Straight into one buffer of the file's size: no stream copy, and the
+    // pages of the input are touched once. Files whose size is not known up
+    // front (pipes, /proc) grow the buffer block by block.
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) {
         error = "cannot open '" + path + "'";
         return false;
     }
-    std::ostringstream buffer;
-    buffer << in.rdbuf();
-    if (in.bad()) {
+    bytes.clear();
+    struct stat info;
+    if (fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+        bytes.resize(static_cast<std::size_t>(info.st_size));
+        bytes.resize(std::fread(&bytes[0], 1, bytes.size(), file));
+    }
+    char block[65536];
+    for (std::size_t n; (n = std::fread(block, 1, sizeof block, file)) > 0;) bytes.append(block, n);
+    const bool failed = std::ferror(file) != 0;
+    std::fclose(file);
+    if (failed) {
         error = "cannot read '" + path + "'";
         return false;
     }
-    bytes = buffer.str();
     return true;
 }
 

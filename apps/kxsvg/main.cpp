@@ -4,12 +4,22 @@
 
 #include <CLI/CLI.hpp>
 
+#ifdef KXSVG_TOOL_MIMALLOC
+#include <mimalloc.h>
+#endif
+
 #include <exception>
 #include <iostream>
 
 int main(int argc, char** argv)
 {
     using namespace kxsvg;
+#ifdef KXSVG_TOOL_MIMALLOC
+    // A use of mimalloc keeps it among the program's libraries, ahead of the
+    // C library, so every allocation of the process (the library's too) goes
+    // through it.
+    (void)mi_version();
+#endif
 
     CLI::App app{"kxsvg - inspect, convert, flatten, render and check SVG drawings with libkxSvg"};
     app.require_subcommand(1);

@@ -26,10 +26,6 @@ namespace {
 // Rounds smaller than this are not worth a pass over all waiting segments.
 constexpr std::size_t kRelocateFromRound = 1024;
 
-[[noreturn]] void SplitAt(const MapSegment& s, uint32_t vertex) {
-    throw SegmentSplit{s.left, s.right, vertex};
-}
-
 bool strictlyInside(const MapSegment& s, uint32_t v) {
     return s.left < v && v < s.right;
 }
@@ -38,6 +34,12 @@ bool strictlyInside(const MapSegment& s, uint32_t v) {
 
 TrapezoidRepresentation::TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments)
     : m_vertices(vertices), m_segments(segments) {}
+
+// Notes that `vertex` lies inside segment `s`; the build stops there (false).
+bool TrapezoidRepresentation::stopAtSplit(const MapSegment& s, uint32_t vertex) {
+    m_split = SegmentSplit{s.left, s.right, vertex};
+    return false;
+}
 
 uint32_t TrapezoidRepresentation::newTrapezoid(uint32_t top, uint32_t bottom, uint32_t leftp, uint32_t rightp) {
     Trapezoid t;
@@ -67,8 +69,9 @@ uint32_t TrapezoidRepresentation::newNode(QueryNode::Kind kind, uint32_t key, ui
 // Finds the trapezoid that segment (p, q) enters just right of p. A point equal
 // to an x-node's vertex goes right (the segment starts there and runs right);
 // a point on a y-node's segment must be a shared left end, and the side is
-// decided by where q lies.
-uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q) const {
+// decided by where q lies. Returns kNone when p or q lies inside a segment
+// (see stopAtSplit).
+uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q) {
     const VertexSet::Coordinates pc = m_vertices.at[p];
     uint32_t n = start;
     for (std::size_t guard = 0; guard <= m_nodes.size(); ++guard) {
@@ -83,13 +86,22 @@ uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q)
             const MapSegment& t = m_segments[node.key];
             int side = SideOf(t, pc.x, pc.y);
             if (side == 0) {
-                if (strictlyInside(t, p)) SplitAt(t, p); // p touches the inside of t
+                if (strictlyInside(t, p)) { // p touches the inside of t
+                    stopAtSplit(t, p);
+                    return kNone;
+                }
                 if (p != t.left) FailTriangulation();
                 side = SideOf(t, m_vertices.x(q), m_vertices.y(q));
                 if (side == 0) {
                     // Collinear from a shared left end: the shorter one ends inside the other.
-                    if (q < t.right) SplitAt(t, q);
-                    if (q > t.right) SplitAt(MapSegment{p, q, 0, 0.0, 0.0, 0.0, 0.0}, t.right);
+                    if (q < t.right) {
+                        stopAtSplit(t, q);
+                        return kNone;
+                    }
+                    if (q > t.right) {
+                        stopAtSplit(MapSegment{p, q, 0, 0.0, 0.0, 0.0, 0.0}, t.right);
+                        return kNone;
+                    }
                     FailTriangulation();
                 }
             }
@@ -103,44 +115,46 @@ uint32_t TrapezoidRepresentation::locate(uint32_t start, uint32_t p, uint32_t q)
 
 // The new segment must stay strictly between the top and bottom segments of
 // every trapezoid it walks through; touching or crossing one of them means the
-// outline crosses itself (or a vertex lies inside a segment).
-void TrapezoidRepresentation::checkAgainstBoundary(const MapSegment& s, uint32_t boundary) const {
-    if (boundary == kNone) return;
+// outline crosses itself (or a vertex lies inside a segment: false).
+bool TrapezoidRepresentation::checkAgainstBoundary(const MapSegment& s, uint32_t boundary) {
+    if (boundary == kNone) return true;
     const MapSegment& t = m_segments[boundary];
     if (s.left == t.left || s.right == t.right) {
         const bool sharedLeft = s.left == t.left;
         const uint32_t other = sharedLeft ? s.right : s.left;
-        if (SideOf(t, sharedLeft ? s.rightX : s.leftX, sharedLeft ? s.rightY : s.leftY) != 0) return;
+        if (SideOf(t, sharedLeft ? s.rightX : s.leftX, sharedLeft ? s.rightY : s.leftY) != 0) return true;
         // Collinear from a shared end: an end of one lies inside the other.
-        if (strictlyInside(t, other)) SplitAt(t, other);
+        if (strictlyInside(t, other)) return stopAtSplit(t, other);
         const uint32_t tOther = sharedLeft ? t.right : t.left;
-        if (strictlyInside(s, tOther)) SplitAt(s, tOther);
+        if (strictlyInside(s, tOther)) return stopAtSplit(s, tOther);
         FailTriangulation();
     }
-    if (s.left == t.right || s.right == t.left) return; // consecutive, lexicographically disjoint
+    if (s.left == t.right || s.right == t.left) return true; // consecutive, lexicographically disjoint
     const int o1 = SideOf(s, t.leftX, t.leftY);
     const int o2 = SideOf(s, t.rightX, t.rightY);
-    if (o1 * o2 > 0) return;
+    if (o1 * o2 > 0) return true;
     const int o3 = SideOf(t, s.leftX, s.leftY);
     const int o4 = SideOf(t, s.rightX, s.rightY);
     if (o1 == 0 && o2 == 0) {
         // Collinear: they overlap when their lexicographic ranges do.
         const uint32_t lo = s.left > t.left ? s.left : t.left;
         const uint32_t hi = s.right < t.right ? s.right : t.right;
-        if (lo >= hi) return;
+        if (lo >= hi) return true;
     } else if (o3 * o4 > 0) {
-        return;
+        return true;
     }
     // The segments meet. Touching at an end is a legal drawing handled by
     // splitting; a proper crossing is not.
-    if (o1 == 0 && strictlyInside(s, t.left)) SplitAt(s, t.left);
-    if (o2 == 0 && strictlyInside(s, t.right)) SplitAt(s, t.right);
-    if (o3 == 0 && strictlyInside(t, s.left)) SplitAt(t, s.left);
-    if (o4 == 0 && strictlyInside(t, s.right)) SplitAt(t, s.right);
+    if (o1 == 0 && strictlyInside(s, t.left)) return stopAtSplit(s, t.left);
+    if (o2 == 0 && strictlyInside(s, t.right)) return stopAtSplit(s, t.right);
+    if (o3 == 0 && strictlyInside(t, s.left)) return stopAtSplit(t, s.left);
+    if (o4 == 0 && strictlyInside(t, s.right)) return stopAtSplit(t, s.right);
     FailTriangulation();
 }
 
-void TrapezoidRepresentation::insert(uint32_t segment) {
+// Returns false, with nothing changed, when the walk meets a vertex inside a
+// segment (see stopAtSplit).
+bool TrapezoidRepresentation::insert(uint32_t segment) {
     const MapSegment s = m_segments[segment];
     const uint32_t p = s.left;
     const uint32_t q = s.right;
@@ -148,16 +162,16 @@ void TrapezoidRepresentation::insert(uint32_t segment) {
     // Walk the trapezoids crossed by the segment, left to right.
     m_path.clear();
     uint32_t d = locate(m_start[segment], p, q);
+    if (d == kNone) return false;
     if (m_traps[d].leftp != kNone && m_traps[d].leftp > p) FailTriangulation();
     for (;;) {
         m_path.push_back(d);
         const Trapezoid& t = m_traps[d];
-        checkAgainstBoundary(s, t.top);
-        checkAgainstBoundary(s, t.bottom);
+        if (!checkAgainstBoundary(s, t.top) || !checkAgainstBoundary(s, t.bottom)) return false;
         const uint32_t r = t.rightp;
         if (r == kNone || q <= r) break;
         const int side = SideOf(s, m_vertices.x(r), m_vertices.y(r));
-        if (side == 0) SplitAt(s, r); // a vertex inside the new segment
+        if (side == 0) return stopAtSplit(s, r); // a vertex inside the new segment
         d = (side > 0) ? t.lowerRight : t.upperRight;
         if (d == kNone || m_path.size() > m_traps.size()) FailTriangulation();
     }
@@ -275,9 +289,10 @@ void TrapezoidRepresentation::insert(uint32_t segment) {
         if (last.upperRight != kNone) m_traps[last.upperRight].upperLeft = upper;
         if (last.lowerRight != kNone) m_traps[last.lowerRight].lowerLeft = lower;
     }
+    return true;
 }
 
-void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
+bool TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
     const std::size_t n = m_segments.size();
     m_traps.clear();
     m_nodes.clear();
@@ -313,16 +328,19 @@ void TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
         const std::size_t end = (n - done > roundSize) ? done + roundSize : n;
         std::sort(order.begin() + static_cast<std::ptrdiff_t>(done), order.begin() + static_cast<std::ptrdiff_t>(end));
         for (; done < end; ++done) {
-            insert(order[done]);
+            if (!insert(order[done])) return false;
             m_start[order[done]] = kNone; // inserted: needs no start any more
         }
         if (done == n || roundSize < kRelocateFromRound) continue;
         for (std::size_t s = 0; s < n; ++s) {
             if (m_start[s] == kNone) continue;
-            m_start[s] = m_traps[locate(m_start[s], m_segments[s].left, m_segments[s].right)].node;
+            const uint32_t d = locate(m_start[s], m_segments[s].left, m_segments[s].right);
+            if (d == kNone) return false;
+            m_start[s] = m_traps[d].node;
         }
     }
     labelWindings(parityOnly);
+    return true;
 }
 
 // Winding numbers: zero on unbounded trapezoids, unchanged across vertical

@@ -16,9 +16,9 @@ constexpr uint32_t kNone = 0xffffffffu;
 /// Throws std::runtime_error("Shape triangulation failed").
 [[noreturn]] void FailTriangulation();
 
-/// Thrown while building the map when vertex `vertex` lies inside segment
+/// Where building the map stopped because vertex `vertex` lies inside segment
 /// (`left`, `right`): the caller splits that segment at the vertices on it and
-/// builds again. Not an error by itself: outlines may touch that way.
+/// builds again. Not an error: outlines may touch that way.
 struct SegmentSplit {
     uint32_t left;
     uint32_t right;
@@ -104,17 +104,21 @@ struct Trapezoid {
 
 /// The trapezoidal map of a set of segments that do not cross (they may share
 /// end points), built by randomised incremental insertion, plus the winding
-/// number of every trapezoid. Any inconsistency found on the way (crossing or
-/// overlapping segments, a vertex inside another segment, an open outline)
-/// calls FailTriangulation().
+/// number of every trapezoid. A vertex inside another segment stops the build
+/// (see build()); any other inconsistency found on the way (crossing or
+/// overlapping segments, an open outline) calls FailTriangulation().
 class TrapezoidRepresentation {
 public:
     TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments);
 
     /// Inserts the segments in rounds of doubling size drawn at random by a
     /// generator seeded with `seed` (each round left to right), then labels every trapezoid with its
-    /// winding number (its parity when `parityOnly`).
-    void build(uint32_t seed, bool parityOnly);
+    /// winding number (its parity when `parityOnly`). Returns false, with the
+    /// map unusable, when a vertex lies inside a segment: pendingSplit() then
+    /// names them.
+    bool build(uint32_t seed, bool parityOnly);
+    /// The contact that stopped the last build() that returned false.
+    const SegmentSplit& pendingSplit() const { return m_split; }
 
     const std::vector<Trapezoid>& trapezoids() const { return m_traps; }
     const std::vector<QueryNode>& nodes() const { return m_nodes; }
@@ -124,9 +128,10 @@ public:
     uint32_t trapezoidBelow(uint32_t s) const { return m_below[s]; }
 
 private:
-    uint32_t locate(uint32_t start, uint32_t p, uint32_t q) const;
-    void checkAgainstBoundary(const MapSegment& s, uint32_t boundary) const;
-    void insert(uint32_t segment);
+    uint32_t locate(uint32_t start, uint32_t p, uint32_t q);
+    bool checkAgainstBoundary(const MapSegment& s, uint32_t boundary);
+    bool insert(uint32_t segment);
+    bool stopAtSplit(const MapSegment& s, uint32_t vertex);
     uint32_t newTrapezoid(uint32_t top, uint32_t bottom, uint32_t leftp, uint32_t rightp);
     uint32_t newNode(QueryNode::Kind kind, uint32_t key, uint32_t first, uint32_t second);
     void labelWindings(bool parityOnly);
@@ -140,6 +145,7 @@ private:
     std::vector<uint32_t> m_free;  // slots of replaced trapezoids, reused while they are still in cache
     std::vector<uint32_t> m_above;
     std::vector<uint32_t> m_below;
+    SegmentSplit m_split{kNone, kNone, kNone};
 };
 
 } // namespace impl

@@ -549,15 +549,12 @@ bool Triangulator::buildMap(TrapezoidRepresentation& map) {
     // is then cut there and the map rebuilt. Real drawings have few such
     // contacts; a pathological number of them is refused.
     for (std::size_t attempt = 0;; ++attempt) {
-        try {
-            map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd);
-            break;
-        } catch (const SegmentSplit& split) {
-            // Each rebuild costs a full construction: bound the total work too.
-            if (attempt >= kMaxRebuilds || attempt * m_segments.size() > kMaxRebuildWork) FailTriangulation();
-            splitSegment(split.left, split.right);
-            if (m_segments.empty()) return false;
-        }
+        if (map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd)) break;
+        // Each rebuild costs a full construction: bound the total work too.
+        if (attempt >= kMaxRebuilds || attempt * m_segments.size() > kMaxRebuildWork) FailTriangulation();
+        const SegmentSplit split = map.pendingSplit();
+        splitSegment(split.left, split.right);
+        if (m_segments.empty()) return false;
     }
     if (m_resolveCrossings) keepBoundarySegments(map);
     return !m_segments.empty();
@@ -586,7 +583,9 @@ void Triangulator::keepBoundarySegments(TrapezoidRepresentation& map) {
     }
     if (!dropped) return;
     mergeSegments(edges);
-    if (!m_segments.empty()) map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd);
+    // The boundary segments were part of a map already: one inside another
+    // here means the input was not what the first build took it for.
+    if (!m_segments.empty() && !map.build(kSeed, m_rule == TriangulationFillRule::EvenOdd)) FailTriangulation();
 }
 
 void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices) {
