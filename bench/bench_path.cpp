@@ -115,7 +115,7 @@ const std::string& GeneratedPath(size_t& numbers)
 void ReportRates(benchmark::State& state, size_t bytes, size_t numbers)
 {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
-    state.counters["numbers/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * numbers,
+    state.counters["numbers/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(numbers),
                                                      benchmark::Counter::kIsRate);
 }
 
@@ -202,7 +202,7 @@ void BM_BoundingBoxCorpusPaths(benchmark::State& state)
         kx::svg::ComputeEstimatedBoundingBox(document, box, nullptr, nullptr);
         benchmark::DoNotOptimize(box);
     }
-    state.counters["commands/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * commandCount,
+    state.counters["commands/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(commandCount),
                                                       benchmark::Counter::kIsRate);
     state.counters["paths"] = static_cast<double>(data.paths.size());
 }
@@ -221,7 +221,7 @@ void BM_TightBoxCorpusPaths(benchmark::State& state)
         const kx::svg::TightBoxResult tight = kx::svg::ComputeTightBoundingBox(document, nullptr, nullptr);
         benchmark::DoNotOptimize(tight.box);
     }
-    state.counters["commands/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * commandCount,
+    state.counters["commands/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(commandCount),
                                                       benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_TightBoxCorpusPaths)->Unit(benchmark::kMillisecond);
@@ -254,7 +254,7 @@ void BM_BoundingBoxOnePath(benchmark::State& state)
     }
     state.SetComplexityN(static_cast<int64_t>(n));
     state.counters["commands/s"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * n, benchmark::Counter::kIsRate);
+        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(n), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_BoundingBoxOnePath)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity()->Unit(benchmark::kMillisecond);
 

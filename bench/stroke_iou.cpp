@@ -132,7 +132,7 @@ void ReferencePath(cairo_t* cr, const ItemInterface& item, const SegmentedPrimit
                     }
                     const double phi = arc.getRotation() * 3.14159265358979 / 180.0;
                     for (int k = 1; k <= 64; ++k) {
-                        const double t = arc.getStartAngle() + arc.getDeltaAngle() * k / 64.0;
+                        const double t = arc.getStartAngle() + arc.getDeltaAngle() * static_cast<float>(k) / 64.0;
                         const double x = r.X() * std::cos(t), y = r.Y() * std::sin(t);
                         cairo_line_to(cr, arc.getCenter().X() + x * std::cos(phi) - y * std::sin(phi),
                                       arc.getCenter().Y() + x * std::sin(phi) + y * std::cos(phi));
@@ -387,7 +387,7 @@ int main(int argc, char** argv)
     }
     for (const auto& [name, set] : perSet)
         std::printf("  %-20s %4d files, mean IoU %.5f\n", name.c_str(), set.second, set.first / set.second);
-    std::printf("files with strokes: %zu, mean IoU %.5f, below %.2f: %zu\n", measured, sum / measured, listBelow,
+    std::printf("files with strokes: %zu, mean IoU %.5f, below %.2f: %zu\n", measured, sum / static_cast<double>(measured), listBelow,
                 below);
     return 0;
 }

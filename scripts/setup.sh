@@ -10,7 +10,7 @@
 # What every build of the library, its tests, benchmarks and tool needs.
 KXSVG_BUILD_PACKAGES=(cmake g++ make pkg-config libxml2-dev zlib1g-dev libutfcpp-dev libfast-float-dev
                       googletest libgtest-dev libbenchmark-dev
-                      libcli11-dev nlohmann-json3-dev libcairo2-dev locales)
+                      libcli11-dev nlohmann-json3-dev libcairo2-dev locales libmimalloc-dev)
 
 # What the Python module (-DKXSVG_BUILD_PYTHON=ON), its tests and the Dask
 # batch example need, for Debian's /usr/bin/python3.

@@ -504,8 +504,8 @@ void Triangulator::emitPolygon(const uint32_t* poly, std::size_t count) {
                 emitTriangle(u, m_sorted[a], m_sorted[m_stack.back()]);
             }
             m_stack.clear();
-            m_stack.push_back(j - 1);
-            m_stack.push_back(j);
+            m_stack.push_back(static_cast<unsigned>(j - 1));
+            m_stack.push_back(static_cast<unsigned>(j));
         } else {
             std::size_t lastPopped = m_stack.back();
             m_stack.pop_back();
@@ -518,8 +518,8 @@ void Triangulator::emitPolygon(const uint32_t* poly, std::size_t count) {
                 lastPopped = top;
                 m_stack.pop_back();
             }
-            m_stack.push_back(lastPopped);
-            m_stack.push_back(j);
+            m_stack.push_back(static_cast<unsigned>(lastPopped));
+            m_stack.push_back(static_cast<unsigned>(j));
         }
     }
     const uint32_t last = m_sorted[count - 1];
