@@ -74,9 +74,11 @@ namespace preflight {
 
 // ------------------------------------------------ the cascade walk
 
-bool strictPathAccepts(const std::string& d)
+// Path data as the strict reader parses it: the one parse of a path that the
+// fill-rule and crossing rewrites work from.
+bool strictPathCommands(const std::string& d, Path::Commands& commands)
 {
-    std::list<Path::Command> commands;
+    commands.clear();
     try {
         return ConvertPathStringToCommands(d, commands, nullptr);
     } catch (const std::exception&) {
@@ -136,22 +138,12 @@ void Pass::takeCurrentColor(El& e, Context& ctx, bool colorChanged)
     }
 }
 
-bool Pass::processElement(El& e, Context ctx)
+// Display, visibility, color and opacity, as the root and every element set
+// them for their content. False when the element is not drawn.
+bool Pass::cascadeVisibility(El& e, Context& ctx, bool root)
 {
-    // Elements that draw nothing by themselves (their content was inlined where used).
-    if (isNonRendered(e.name) || e.name == "use") {
-        dropped("element " + quoted(e.name));
-        return false;
-    }
-    static const std::unordered_set<std::string_view> known = {
-        "svg", "g", "rect", "line", "path", "circle", "text", "image", "ellipse", "polyline", "polygon", "a", "switch"};
-    if (!known.count(e.name)) {
-        dropped("element " + quoted(e.name));
-        return false;
-    }
-
     if (const std::string* display = e.get("display")) {
-        if (Trim(*display) == "none") {
+        if (!root && Trim(*display) == "none") {
             dropped("element hidden with display none");
             return false;
         }
@@ -168,7 +160,7 @@ bool Pass::processElement(El& e, Context ctx)
         rewritten("visibility property resolved");
     }
     takeFontSize(e, ctx);
-    if (ctx.hidden && e.name != "g" && e.name != "svg" && e.name != "a" && e.name != "switch") {
+    if (!root && ctx.hidden && e.name != "g" && e.name != "svg" && e.name != "a" && e.name != "switch") {
         dropped("element hidden with visibility");
         return false;
     }
@@ -194,6 +186,34 @@ bool Pass::processElement(El& e, Context ctx)
             ctx.opacity *= double(o);
         }
     }
+    return true;
+}
+
+// The fill rule, the attributes in the reader's forms, and whether fill and
+// stroke paint anything, for the element and its content.
+void Pass::cascadePaint(El& e, Context& ctx, bool root)
+{
+    takeFillRule(e, ctx);
+    filterAttributes(e, ctx, root);
+    if (const std::string* fill = e.get("fill")) ctx.filled = *fill != "none";
+    if (const std::string* stroke = e.get("stroke")) ctx.stroked = *stroke != "none";
+}
+
+bool Pass::processElement(El& e, Context ctx)
+{
+    // Elements that draw nothing by themselves (their content was inlined where used).
+    if (isNonRendered(e.name) || e.name == "use") {
+        dropped("element " + quoted(e.name));
+        return false;
+    }
+    static const std::unordered_set<std::string_view> known = {
+        "svg", "g", "rect", "line", "path", "circle", "text", "image", "ellipse", "polyline", "polygon", "a", "switch"};
+    if (!known.count(e.name)) {
+        dropped("element " + quoted(e.name));
+        return false;
+    }
+
+    if (!cascadeVisibility(e, ctx, false)) return false;
 
     if (e.name == "a") {
         e.name = "g";
@@ -264,10 +284,7 @@ bool Pass::processElement(El& e, Context ctx)
         buryAll(e.kids);
     }
 
-    takeFillRule(e, ctx);
-    filterAttributes(e, ctx, false);
-    if (const std::string* fill = e.get("fill")) ctx.filled = *fill != "none";
-    if (const std::string* stroke = e.get("stroke")) ctx.stroked = *stroke != "none";
+    cascadePaint(e, ctx, false);
 
     if (e.name == "path") {
         const std::string* d = e.get("d");
@@ -275,14 +292,15 @@ bool Pass::processElement(El& e, Context ctx)
             dropped("path without data");
             return false;
         }
-        const bool accepted = strictPathAccepts(*d);
+        Path::Commands commands, rewrittenCommands;
+        const bool accepted = strictPathCommands(*d, commands);
         // Smooth cubics are reflected differently by the reader unless they follow
         // an absolute cubic, and arc radii too small for their chord are kept as
         // they are; data with either goes through the rewrite too.
         if (!accepted || d->find_first_of("sSaA") != std::string::npos) {
             std::string out;
             PathRewriteStats stats;
-            const bool rewrote = RewritePathData(*d, out, stats) && strictPathAccepts(out);
+            const bool rewrote = RewritePathData(*d, out, stats) && strictPathCommands(out, rewrittenCommands);
             if (!accepted && !rewrote) {
                 dropped("path whose data cannot be read");
                 return false;
@@ -299,10 +317,11 @@ bool Pass::processElement(El& e, Context ctx)
                                  stats.arcRadiiEnlarged);
                 if (stats.truncated) dropped("path data after an error");
                 e.set("d", out);
+                commands = std::move(rewrittenCommands);
             }
         }
-        if (m_options.honorFillRule && ctx.filled && ctx.nonZero && fillNonZero(e, ctx)) return true;
-        if (m_options.splitCrossingSubpaths && ctx.filled && splitCrossingPath(e)) return true;
+        if (m_options.honorFillRule && ctx.filled && ctx.nonZero && fillNonZero(e, ctx, commands)) return true;
+        if (m_options.splitCrossingSubpaths && ctx.filled && splitCrossingPath(e, commands)) return true;
     }
 
     if (e.name == "g") processChildren(e, ctx);
@@ -321,13 +340,18 @@ void Pass::takeFillRule(const El& e, Context& ctx) const
 }
 
 // A filled path whose non-zero fill differs from its even-odd fill is written
-// as the boundary of its non-zero region; a stroked one keeps its outline for
-// the stroke in a second path.
-bool Pass::fillNonZero(El& e, const Context& ctx)
+// without the sub-paths inside its region when none crosses another, else as
+// the boundary of its non-zero region; a stroked one keeps its outline for the
+// stroke in a second path.
+bool Pass::fillNonZero(El& e, const Context& ctx, const Path::Commands& commands)
 {
     std::string boundary;
-    if (!NonZeroFillAsEvenOdd(*e.get("d"), boundary)) return false;
-    approximated("non-zero fill as the boundary of its region");
+    const NonZeroRewrite how = NonZeroFillAsEvenOdd(commands, boundary);
+    if (how == NonZeroRewrite::None) return false;
+    if (how == NonZeroRewrite::SubpathsDropped)
+        rewritten("sub-paths inside the non-zero fill left out of it");
+    else
+        approximated("non-zero fill as the boundary of its region");
     if (!ctx.stroked) {
         e.set("d", std::move(boundary));
         return true;
@@ -349,10 +373,10 @@ bool Pass::fillNonZero(El& e, const Context& ctx)
 }
 
 // A filled path whose sub-paths cross becomes a group of paths that each fill.
-bool Pass::splitCrossingPath(El& e)
+bool Pass::splitCrossingPath(El& e, const Path::Commands& commands)
 {
     std::vector<std::string> parts;
-    if (!SplitCrossingSubpaths(*e.get("d"), parts)) return false;
+    if (!SplitCrossingSubpaths(commands, parts)) return false;
     approximated("path with crossing sub-paths as separately filled paths");
     if (parts.size() == 1) {
         e.set("d", std::move(parts[0]));
@@ -498,30 +522,9 @@ void Pass::processRoot(El& root)
     for (const char* n : {"width", "height", "x", "y", "version", "baseProfile", "preserveAspectRatio"})
         if (root.remove(n)) dropped(std::string("attribute ") + quoted(n) + " on the root");
 
-    if (root.remove("display")) rewritten("display property left as the default");
-    if (const std::string* color = root.get("color")) {
-        std::string value;
-        if (colorValue(*color, ctx, value)) ctx.color = value;
-        root.remove("color");
-        rewritten("color property resolved into paint");
-    }
-    takeCurrentColor(root, ctx, false);
-    if (const std::string* visibility = root.get("visibility")) {
-        ctx.hidden = Trim(*visibility) == "hidden" || Trim(*visibility) == "collapse";
-        root.remove("visibility");
-        rewritten("visibility property resolved");
-    }
-    if (const std::string* opacity = root.get("opacity")) {
-        std::string value;
-        float o = 1;
-        if (numberValue("opacity", *opacity, value) && impl::ParseSvgFloat(value, o)) ctx.opacity = o;
-    }
-    takeFontSize(root, ctx);
+    cascadeVisibility(root, ctx, true);
     takeTextProperties(root, ctx);
-    takeFillRule(root, ctx);
-    if (const std::string* fill = root.get("fill"); fill && m_options.honorFillRule) ctx.filled = Trim(*fill) != "none";
-    if (const std::string* stroke = root.get("stroke")) ctx.stroked = Trim(*stroke) != "none";
-    filterAttributes(root, ctx, true);
+    cascadePaint(root, ctx, true);
     root.attrs.insert(root.attrs.begin(), Attr{"xmlns", kSvgNamespace});
     processChildren(root, ctx);
 }

@@ -232,6 +232,8 @@ private:
     std::unique_ptr<El> inlineUse(const El& use, std::vector<const El*>& stack);
 
     bool processElement(El& e, Context ctx);
+    bool cascadeVisibility(El& e, Context& ctx, bool root);
+    void cascadePaint(El& e, Context& ctx, bool root);
     void processChildren(El& e, const Context& ctx);
     void processRoot(El& root);
     void takeTextProperties(El& e, Context& ctx);
@@ -241,8 +243,8 @@ private:
     void noteViewportClip(El& e, const std::string& what);
     void filterAttributes(El& e, const Context& ctx, bool root);
     bool convertShape(El& e, const Context& ctx);
-    bool splitCrossingPath(El& e);
-    bool fillNonZero(El& e, const Context& ctx);
+    bool splitCrossingPath(El& e, const Path::Commands& commands);
+    bool fillNonZero(El& e, const Context& ctx, const Path::Commands& commands);
     void takeFillRule(const El& e, Context& ctx) const;
     void flattenText(El& e);
     bool length(El& e, const std::string& name, double base, std::string& out);

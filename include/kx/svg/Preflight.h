@@ -29,15 +29,19 @@ struct KXSVG_API PreflightOptions {
     /// triangulation of every filled path with several sub-paths.
     bool splitCrossingSubpaths = true;
     /// Draw fills as their "fill-rule" says (non-zero unless "evenodd" is
-    /// cascaded) although the library fills even-odd: a filled path whose
-    /// non-zero fill differs from its even-odd fill is written as the boundary
-    /// of its non-zero region (flattened, coordinates rounded to float,
-    /// reported as an approximation); when it is also stroked, its outline
-    /// stays as a second, stroke-only path. Paths whose fill is the same
-    /// under both rules keep their data. Off, "fill-rule" is dropped and every
-    /// fill is drawn even-odd. It costs one flattening and two boundary
-    /// computations of every filled path.
-    bool honorFillRule = false;
+    /// cascaded) although the library fills even-odd, so that the output draws
+    /// what the source draws. A filled path whose non-zero fill differs from
+    /// its even-odd fill is rewritten: when no sub-path crosses itself or
+    /// another (sub-paths nested in the same direction), the sub-paths inside
+    /// the region are left out of the fill and the others keep their values
+    /// (reported as rewritten); otherwise it is written as the boundary of its
+    /// non-zero region (flattened, coordinates rounded to float, reported as an
+    /// approximation). A stroked path keeps its outline in a second,
+    /// stroke-only path. Paths whose fill is the same under both rules keep
+    /// their data. Off, "fill-rule" is dropped and every fill is drawn
+    /// even-odd. It costs one flattening and two boundary computations of every
+    /// filled path.
+    bool honorFillRule = true;
     /// How deep references to other elements ("use") may nest before they are dropped.
     int maxReferenceDepth = 16;
     /// Upper bound on the elements copied by inlining references; a reference that
