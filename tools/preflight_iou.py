@@ -14,6 +14,7 @@ import argparse
 import os
 import random
 import re
+import shutil
 import struct
 import subprocess
 import sys
@@ -117,6 +118,26 @@ def reference_svg(original, viewbox, width, height):
     return original[:m.start()] + new_tag + style + original[m.end():]
 
 
+SIZE_RE = re.compile(r'\s(width|height)\s*=\s*["\']\s*([0-9.eE+-]+)\s*(px|pt|pc|mm|cm|in)?\s*["\']')
+
+
+def has_absolute_size(original):
+    """True when the source's root gives both width and height in absolute units."""
+    m = ROOT_RE.search(original)
+    names = {found.group(1) for found in SIZE_RE.finditer(m.group(0))} if m else set()
+    return names == {'width', 'height'}
+
+
+def source_viewport_svg(original):
+    """The original drawing without strokes, keeping its own viewport."""
+    m = ROOT_RE.search(original)
+    tag = m.group(0)
+    style = '<style>*{stroke:none !important}</style>'
+    if tag.endswith('/>'):
+        return original[:m.start()] + tag[:-2] + '>' + style + '</svg>' + original[m.end():]
+    return original[:m.start()] + tag + style + original[m.end():]
+
+
 def main():
     here = os.path.dirname(os.path.abspath(__file__))
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
@@ -128,8 +149,17 @@ def main():
     parser.add_argument('--list-below', type=float, default=0.9)
     parser.add_argument('--preflight-flag', action='append', default=[],
                         help='extra flag for kxsvg preflight (repeatable), e.g. --preflight-flag=--ignore-fill-rule')
+    parser.add_argument('--source-viewport', action='store_true',
+                        help='draw the reference through the source root\'s own width, height, viewBox and '
+                             'preserveAspectRatio (scaled to the output\'s pixel size) when it gives an absolute '
+                             'width and height, so that root viewport rules are measured too')
+    parser.add_argument('--min-mean', type=float, default=None,
+                        help='exit with status 1 when the mean is below this value')
     parser.add_argument('files', nargs='*', help='measure these files instead of a sample')
     args = parser.parse_args()
+    if shutil.which('rsvg-convert') is None:
+        print('skipped: rsvg-convert not found (apt-get install librsvg2-bin)')
+        return 77
 
     files = []
     for root, dirs, names in os.walk(args.corpus):
@@ -176,13 +206,18 @@ def main():
                 # The library's triangulation, not the preflight, lost these fills.
                 report = 'reason: the library could not triangulate a fill\n' + report
             original = open(path, encoding='utf-8', errors='replace').read()
-            ref = reference_svg(original, m.group(1), args.width, height)
+            size = []
+            if args.source_viewport and has_absolute_size(original):
+                ref = source_viewport_svg(original)
+                size = ['-w', str(args.width), '-h', str(int(round(height)))]
+            else:
+                ref = reference_svg(original, m.group(1), args.width, height)
             if ref is None:
                 skipped.append((path, 'no svg root'))
                 continue
             with open(ref_svg, 'w', encoding='utf-8') as f:
                 f.write(ref)
-            run = subprocess.run(['rsvg-convert', ref_svg, '-o', ref_png], capture_output=True, text=True)
+            run = subprocess.run(['rsvg-convert', *size, ref_svg, '-o', ref_png], capture_output=True, text=True)
             if run.returncode != 0:
                 skipped.append((path, 'rsvg-convert failed: ' + run.stderr.strip()[:200]))
                 continue
@@ -220,6 +255,9 @@ def main():
                 print('          ' + line)
     for path, why in skipped:
         print('  skipped %s: %s' % (os.path.relpath(path, args.corpus), why))
+    if args.min_mean is not None and mean < args.min_mean:
+        print('mean %.4f is below the required %.4f' % (mean, args.min_mean))
+        return 1
     return 0
 
 

@@ -104,6 +104,40 @@ void Pass::takeTextProperties(El& e, Context& ctx)
     if (moved) rewritten("font property moved onto the texts it applies to");
 }
 
+// Resolves the element's "font-size" against its parent's, so that "em" and
+// "%" inside it and in its content refer to the right size; the attribute is
+// left as a plain number (byte for byte when it was one).
+void Pass::takeFontSize(El& e, Context& ctx)
+{
+    if (const std::string* size = e.get("font-size")) {
+        double value = 0;
+        std::string plain;
+        if (ResolveFontSize(*size, ctx.fontSize, m_fonts, value)) {
+            ctx.fontSize = value;
+            if (NormalizeLength(*size, ctx.fontSize, plain) != LengthResult::Kept) {
+                e.set("font-size", FormatFloat(value));
+                rewritten("length unit converted to user units");
+            }
+        }
+    }
+    m_fonts.em = ctx.fontSize;
+}
+
+// A "currentColor" paint inherits as the keyword, so an element that sets
+// "color" under such a paint is painted in its own colour.
+void Pass::takeCurrentColor(El& e, Context& ctx, bool colorChanged)
+{
+    for (const char* name : {"fill", "stroke"}) {
+        bool& current = name[0] == 'f' ? ctx.fillCurrent : ctx.strokeCurrent;
+        if (const std::string* paint = e.get(name)) {
+            const std::string value = ToLower(Trim(*paint));
+            if (value != "inherit") current = value == "currentcolor";
+        } else if (colorChanged && current) {
+            e.set(name, "currentColor");
+        }
+    }
+}
+
 // Display, visibility, color and opacity, as the root and every element set
 // them for their content. False when the element is not drawn.
 bool Pass::cascadeVisibility(El& e, Context& ctx, bool root)
@@ -125,16 +159,22 @@ bool Pass::cascadeVisibility(El& e, Context& ctx, bool root)
         e.remove("visibility");
         rewritten("visibility property resolved");
     }
+    takeFontSize(e, ctx);
     if (!root && ctx.hidden && e.name != "g" && e.name != "svg" && e.name != "a" && e.name != "switch") {
         dropped("element hidden with visibility");
         return false;
     }
+    bool colorChanged = false;
     if (const std::string* color = e.get("color")) {
         std::string value;
-        if (ToLower(Trim(*color)) != "inherit" && colorValue(*color, ctx, value)) ctx.color = value;
+        if (ToLower(Trim(*color)) != "inherit" && colorValue(*color, ctx, value)) {
+            ctx.color = value;
+            colorChanged = true;
+        }
         e.remove("color");
         rewritten("color property resolved into paint");
     }
+    takeCurrentColor(e, ctx, colorChanged);
     if (const std::string* opacity = e.get("opacity")) {
         std::string value;
         float o = 1;
@@ -199,6 +239,11 @@ bool Pass::processElement(El& e, Context ctx)
         double W = ctx.width, H = ctx.height;
         if (length(e, "width", ctx.width, w)) W = numberOf(w);
         if (length(e, "height", ctx.height, h)) H = numberOf(h);
+        if (!(W > 0) || !(H > 0) || viewBoxWithoutArea(e)) {
+            dropped("nested svg without area");
+            return false;
+        }
+        noteViewportClip(e, "nested svg");
         std::string transform;
         if (const std::string* t = e.get("transform")) transform = *t;
         if (x != "0" || y != "0") transform += (transform.empty() ? "" : " ") + ("translate(" + x + " " + y + ")");
@@ -370,6 +415,67 @@ void Pass::processChildren(El& e, const Context& ctx)
     e.kids.resize(kept);
 }
 
+// True when the element's "viewBox" reads as four numbers with a width or
+// height of zero or less, which disables drawing its content.
+bool viewBoxWithoutArea(const El& e)
+{
+    const std::string* viewBox = e.get("viewBox");
+    double values[4];
+    std::string plain;
+    return viewBox && NormalizeNumberList(*viewBox, 4, values, plain) && !(values[2] > 0 && values[3] > 0);
+}
+
+// A viewport clips what lies outside it unless "overflow" lets it show; the
+// reader has no clipping, so the content is drawn whole.
+void Pass::noteViewportClip(El& e, const std::string& what)
+{
+    const std::string* overflow = e.get("overflow");
+    const std::string value = overflow ? ToLower(Trim(*overflow)) : std::string();
+    if (value != "visible" && value != "auto") approximated(what + " drawn without the clip of its viewport");
+    e.remove("overflow");
+}
+
+// With a width and height besides its view box, the root shows the view box
+// fitted into that viewport as "preserveAspectRatio" says: the output's view
+// box becomes exactly the region shown (wider or taller than the source's
+// with "meet", a part of it with "slice"); with "none" the stretch goes into
+// a group around the content.
+void Pass::frameRootViewBox(El& root, const float vb[4])
+{
+    std::string w, h;
+    if (!root.get("width") || !root.get("height") || !length(root, "width", 100.0, w) ||
+        !length(root, "height", 100.0, h))
+        return;
+    const double W = numberOf(w), H = numberOf(h);
+    if (!(W > 0) || !(H > 0)) return;
+    const std::string* aspect = root.get("preserveAspectRatio");
+    const std::string mode = aspect ? ToLower(Trim(*aspect)) : std::string();
+    const double sx = W / vb[2], sy = H / vb[3];
+    if (std::fabs(sx - sy) <= 1e-9 * std::max(sx, sy)) return;
+    if (mode == "none") {
+        auto group = std::make_unique<El>();
+        group->name = "g";
+        group->set("transform", viewBoxTransform(vb, W, H, mode));
+        group->kids = std::move(root.kids);
+        root.kids.clear();
+        root.kids.push_back(std::move(group));
+        root.set("viewBox", "0 0 " + w + " " + h);
+        rewritten("root view box stretched to its viewport by a group transform");
+        return;
+    }
+    const bool slice = mode.find("slice") != std::string::npos;
+    const std::string align = mode.substr(0, 8);
+    const double fx = align.find("xmin") == 0 ? 0.0 : align.find("xmax") == 0 ? 1.0 : 0.5;
+    const double fy = align.find("ymin") == 4 ? 0.0 : align.find("ymax") == 4 ? 1.0 : 0.5;
+    const double s = slice ? std::max(sx, sy) : std::min(sx, sy);
+    const double shownW = W / s, shownH = H / s;
+    const double x = vb[0] - (shownW - vb[2]) * fx, y = vb[1] - (shownH - vb[3]) * fy;
+    root.set("viewBox", FormatFloat(x) + " " + FormatFloat(y) + " " + FormatFloat(shownW) + " " +
+                            FormatFloat(shownH));
+    rewritten(slice ? "root view box cut to the part its viewport shows"
+                    : "root view box widened to what its viewport shows");
+}
+
 void Pass::processRoot(El& root)
 {
     Context ctx;
@@ -388,6 +494,7 @@ void Pass::processRoot(El& root)
     if (hasViewBox) {
         ctx.width = vb[2];
         ctx.height = vb[3];
+        if (!percent) frameRootViewBox(root, vb);
     } else if (hasWidth && hasHeight) {
         root.set("viewBox", "0 0 " + w + " " + h);
         rewritten("root width and height as viewBox");
@@ -396,6 +503,21 @@ void Pass::processRoot(El& root)
     }
     m_rootWidth = ctx.width;
     m_rootHeight = ctx.height;
+    // A viewport or view box without area shows nothing.
+    auto withoutArea = [this](const std::string* text) {
+        std::string plain;
+        return text && NormalizeLength(*text, 100.0, plain, m_fonts) != LengthResult::Invalid && !(numberOf(plain) > 0);
+    };
+    const bool empty = viewBoxWithoutArea(root) ||
+                       (!percent && (withoutArea(root.get("width")) || withoutArea(root.get("height"))));
+    if (empty) {
+        for (const auto& kid : root.kids)
+            if (!kid->isText()) {
+                dropped("content of a viewport without area");
+                break;
+            }
+        buryAll(root.kids);
+    }
 
     for (const char* n : {"width", "height", "x", "y", "version", "baseProfile", "preserveAspectRatio"})
         if (root.remove(n)) dropped(std::string("attribute ") + quoted(n) + " on the root");

@@ -38,7 +38,7 @@ bool Pass::length(El& e, const std::string& name, double base, std::string& out)
         approximated("list of positions as its first entry");
     }
     float f = 0;
-    switch (NormalizeLength(text, base, out)) {
+    switch (NormalizeLength(text, base, out, m_fonts)) {
     case LengthResult::Kept:
         break;
     case LengthResult::Converted:
@@ -245,6 +245,11 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
         } else if (n == "stroke-width") {
             keep = length(e, n, diagonal, out);
             if (!keep) drop("attribute " + quoted(n) + " that cannot be read");
+            // A negative width is an error that leaves nothing to stroke.
+            if (keep && numberOf(out) < 0) {
+                out = "0";
+                dropped("stroke with a negative width");
+            }
         } else if (n == "stroke-linecap" || n == "stroke-linejoin" || n == "vector-effect") {
             out = std::string(Trim(a.value));
             if (n == "stroke-linecap")
@@ -265,7 +270,7 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
                 for (size_t k = 0; keep && k < pieces.size(); ++k) {
                     std::string plain;
                     UnitValue unit;
-                    keep = NormalizeLength(pieces[k], diagonal, plain) != LengthResult::Invalid &&
+                    keep = NormalizeLength(pieces[k], diagonal, plain, m_fonts) != LengthResult::Invalid &&
                            UnitValue::parseVal(plain, unit);
                     if (!list.empty()) list += ' ';
                     list += plain;

@@ -173,6 +173,8 @@ inline bool readViewBox(const std::string& text, float vb[4], std::string* plain
     return vb[2] > 0 && vb[3] > 0;
 }
 
+bool viewBoxWithoutArea(const El& e);
+
 // The value of a number text written by this pass (a length brought into user
 // units, a formatted float); 0 when it is not one.
 inline double numberOf(const std::string& text)
@@ -191,7 +193,10 @@ struct Context {
     bool hidden = false;         // "visibility" hidden or collapse
     bool filled = true;          // the cascaded "fill" paints something
     bool stroked = false;        // the cascaded "stroke" paints something
+    bool fillCurrent = false;    // the cascaded "fill" is currentColor, which follows "color"
+    bool strokeCurrent = false;  // the same for "stroke"
     bool nonZero = true;         // the cascaded "fill-rule" is nonzero
+    double fontSize = 16.0;      // the cascaded "font-size" in user units, for "em" and "ex"
     std::vector<Attr> textProperties; // font properties given on groups, for the texts inside
 };
 
@@ -211,6 +216,8 @@ private:
     void dropped(const std::string& detail) { note(PreflightChange::Dropped, detail); }
 
     std::unique_ptr<El> convert(xmlDocPtr doc, xmlNodePtr node, int depth);
+    void convertChildren(xmlDocPtr doc, xmlNodePtr first, El& e, int depth, int entityDepth);
+    bool chargeExpansion(int64_t cost);
     void appendContent(xmlDocPtr doc, xmlNodePtr list, std::string& out, int entityDepth);
     void appendNodeContent(xmlDocPtr doc, xmlNodePtr node, std::string& out, int entityDepth);
     void fail(const std::string& why)
@@ -230,6 +237,10 @@ private:
     void processChildren(El& e, const Context& ctx);
     void processRoot(El& root);
     void takeTextProperties(El& e, Context& ctx);
+    void takeFontSize(El& e, Context& ctx);
+    void takeCurrentColor(El& e, Context& ctx, bool colorChanged);
+    void frameRootViewBox(El& root, const float vb[4]);
+    void noteViewportClip(El& e, const std::string& what);
     void filterAttributes(El& e, const Context& ctx, bool root);
     bool convertShape(El& e, const Context& ctx);
     bool splitCrossingPath(El& e, const Path::Commands& commands);
@@ -262,9 +273,12 @@ private:
     }
     size_t m_inlined = 0;
     double m_rootWidth = 100.0, m_rootHeight = 100.0;
+    // What "em", "ex" and "rem" refer to for the element being converted.
+    FontSizes m_fonts;
     // What the tree's text may still grow by through entity references.
     int64_t m_textBudget = 0;
     std::string m_failure; // why the document is refused; empty while it is not
+    std::string m_rootNamespace; // the namespace of the root element as the document names it
 };
 
 // libxml2 runs in huge-document mode so that real files of tens of MB parse;
@@ -278,6 +292,10 @@ constexpr int kMaxEntityDepth = 40;
 // beyond it the document is refused, as "billion laughs" files must be.
 constexpr int64_t kAmplificationFactor = 10;
 constexpr int64_t kAmplificationAllowance = 8 * 1024 * 1024;
+// What an element taken from an entity, and each expansion of a reference,
+// costs against that budget.
+constexpr int64_t kElementCost = 64;
+constexpr int64_t kReferenceCost = 8;
 
 } // namespace preflight
 } // namespace svg

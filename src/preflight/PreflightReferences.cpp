@@ -68,8 +68,8 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
         group->attrs.push_back(a);
     }
     std::string x = "0", y = "0";
-    if (const std::string* v = use.get("x")) NormalizeLength(*v, m_rootWidth, x);
-    if (const std::string* v = use.get("y")) NormalizeLength(*v, m_rootHeight, y);
+    if (const std::string* v = use.get("x")) NormalizeLength(*v, m_rootWidth, x, m_fonts);
+    if (const std::string* v = use.get("y")) NormalizeLength(*v, m_rootHeight, y, m_fonts);
     float fx = 0, fy = 0;
     impl::ParseSvgFloat(x, fx);
     impl::ParseSvgFloat(y, fy);
@@ -84,20 +84,28 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
     if (copy->name == "symbol") {
         copy->name = "g";
         float vb[4];
-        const std::string* viewBox = copy->get("viewBox");
+        const bool hasViewBox = copy->get("viewBox") && readViewBox(*copy->get("viewBox"), vb);
         std::string w, h;
         // Without a size on the reference the symbol fills the whole viewport.
         const std::string* uw = use.get("width");
         const std::string* uh = use.get("height");
-        if (!uw || NormalizeLength(*uw, m_rootWidth, w) == LengthResult::Invalid) w = FormatFloat(m_rootWidth);
-        if (!uh || NormalizeLength(*uh, m_rootHeight, h) == LengthResult::Invalid) h = FormatFloat(m_rootHeight);
-        if (viewBox && readViewBox(*viewBox, vb) && numberOf(w) > 0 && numberOf(h) > 0) {
-            const std::string* aspect = copy->get("preserveAspectRatio");
-            copy->set("transform", viewBoxTransform(vb, numberOf(w), numberOf(h),
-                                                    aspect ? *aspect : std::string()));
+        if (!uw || NormalizeLength(*uw, m_rootWidth, w, m_fonts) == LengthResult::Invalid) w = FormatFloat(m_rootWidth);
+        if (!uh || NormalizeLength(*uh, m_rootHeight, h, m_fonts) == LengthResult::Invalid) h = FormatFloat(m_rootHeight);
+        if (!(numberOf(w) > 0) || !(numberOf(h) > 0) || viewBoxWithoutArea(*copy)) {
+            dropped("use of a symbol without area");
+            return nullptr;
         }
-        for (const char* n : {"viewBox", "preserveAspectRatio", "x", "y", "width", "height", "refX", "refY"})
-            copy->remove(n);
+        // Renderers place a symbol by its use alone: its own position, size
+        // and transform are not applied.
+        for (const char* n : {"x", "y", "width", "height", "refX", "refY", "transform"})
+            if (copy->remove(n)) dropped("attribute " + quoted(n) + " on a symbol");
+        if (hasViewBox) {
+            const std::string* aspect = copy->get("preserveAspectRatio");
+            copy->set("transform", viewBoxTransform(vb, numberOf(w), numberOf(h), aspect ? *aspect : std::string()));
+        }
+        noteViewportClip(*copy, "symbol");
+        copy->remove("viewBox");
+        copy->remove("preserveAspectRatio");
     } else if (copy->name == "svg") {
         if (const std::string* uw = use.get("width")) copy->set("width", *uw);
         if (const std::string* uh = use.get("height")) copy->set("height", *uh);

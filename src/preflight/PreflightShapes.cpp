@@ -85,9 +85,16 @@ bool Pass::convertShape(El& e, const Context& ctx)
             dropped("rect without an area");
             return false;
         }
-        bool hasRx = e.get("rx") && length(e, "rx", ctx.width, rx) && num(rx) > 0;
-        bool hasRy = e.get("ry") && length(e, "ry", ctx.height, ry) && num(ry) > 0;
-        if (!hasRx && !hasRy) {
+        // A radius that is missing, "auto" or negative takes the other one; a
+        // zero radius, given or taken, leaves the corners square.
+        bool hasRx = e.get("rx") && length(e, "rx", ctx.width, rx);
+        bool hasRy = e.get("ry") && length(e, "ry", ctx.height, ry);
+        if ((hasRx && num(rx) < 0) || (hasRy && num(ry) < 0)) rewritten("negative corner radius as auto");
+        hasRx = hasRx && num(rx) >= 0;
+        hasRy = hasRy && num(ry) >= 0;
+        if (!hasRx) rx = ry;
+        if (!hasRy) ry = rx;
+        if ((!hasRx && !hasRy) || !(num(rx) > 0) || !(num(ry) > 0)) {
             if (e.get("x")) e.set("x", x);
             if (e.get("y")) e.set("y", y);
             e.set("width", w);
@@ -96,8 +103,6 @@ bool Pass::convertShape(El& e, const Context& ctx)
             e.remove("ry");
             return true;
         }
-        if (!hasRx) rx = ry;
-        if (!hasRy) ry = rx;
         const double X = num(x), Y = num(y), W = num(w), H = num(h);
         const double RX = std::min(num(rx), W / 2), RY = std::min(num(ry), H / 2);
         const std::string a = FormatFloat(RX), b = FormatFloat(RY);

@@ -60,6 +60,10 @@ void Pass::applyStyles(El& e)
             bool all = true;
             for (const std::string& c : s.classes)
                 all = all && std::find(classes.begin(), classes.end(), c) != classes.end();
+            for (const AttributeCondition& condition : s.attributes) {
+                const std::string* value = all ? e.get(condition.name) : nullptr;
+                all = value && condition.matches(*value);
+            }
             if (all) matched.push_back(&rule);
         }
         std::stable_sort(matched.begin(), matched.end(), [](const StyleRule* a, const StyleRule* b) {

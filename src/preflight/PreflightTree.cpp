@@ -11,6 +11,16 @@ std::string xmlText(const xmlChar* text) { return text ? reinterpret_cast<const 
 
 // Appends the text of a node list with entity references substituted (the
 // text of elements inside an entity's replacement too), within the budget.
+// Takes `cost` from what entity references may still add to the tree; false,
+// with the document refused, once that is spent.
+bool Pass::chargeExpansion(int64_t cost)
+{
+    m_textBudget -= cost;
+    if (m_textBudget >= 0) return true;
+    fail("entity references expand the text beyond " + std::to_string(kAmplificationFactor) + " times the input");
+    return false;
+}
+
 void Pass::appendContent(xmlDocPtr doc, xmlNodePtr list, std::string& out, int entityDepth)
 {
     for (xmlNodePtr n = list; n && m_failure.empty(); n = n->next) appendNodeContent(doc, n, out, entityDepth);
@@ -23,12 +33,7 @@ void Pass::appendNodeContent(xmlDocPtr doc, xmlNodePtr n, std::string& out, int 
     case XML_CDATA_SECTION_NODE:
         if (n->content) {
             const size_t length = std::strlen(reinterpret_cast<const char*>(n->content));
-            m_textBudget -= static_cast<int64_t>(length);
-            if (m_textBudget < 0) {
-                fail("entity references expand the text beyond " + std::to_string(kAmplificationFactor) +
-                     " times the input");
-                return;
-            }
+            if (!chargeExpansion(static_cast<int64_t>(length))) return;
             out.append(reinterpret_cast<const char*>(n->content), length);
         }
         break;
@@ -39,6 +44,7 @@ void Pass::appendNodeContent(xmlDocPtr doc, xmlNodePtr n, std::string& out, int 
             fail("entities nested deeper than " + std::to_string(kMaxEntityDepth));
             return;
         }
+        if (!chargeExpansion(kReferenceCost)) return;
         appendContent(doc, entity->children, out, entityDepth + 1);
         break;
     }
@@ -50,6 +56,50 @@ void Pass::appendNodeContent(xmlDocPtr doc, xmlNodePtr n, std::string& out, int 
     }
 }
 
+// Converts a list of child nodes into `e`'s children. Entity references are
+// replaced by their content, elements included, within the nesting and text
+// limits (every element taken from an entity counts against the text budget).
+void Pass::convertChildren(xmlDocPtr doc, xmlNodePtr first, El& e, int depth, int entityDepth)
+{
+    for (xmlNodePtr child = first; child && m_failure.empty(); child = child->next) {
+        switch (child->type) {
+        case XML_ELEMENT_NODE:
+            if (entityDepth > 0 && !chargeExpansion(kElementCost)) return;
+            if (auto kid = convert(doc, child, depth + 1)) e.kids.push_back(std::move(kid));
+            break;
+        case XML_ENTITY_REF_NODE: {
+            const xmlEntityPtr entity = xmlGetDocEntity(doc, child->name);
+            if (!entity) break;
+            if (entityDepth >= kMaxEntityDepth) {
+                fail("entities nested deeper than " + std::to_string(kMaxEntityDepth));
+                return;
+            }
+            if (!chargeExpansion(kReferenceCost)) return;
+            convertChildren(doc, entity->children, e, depth, entityDepth + 1);
+            break;
+        }
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE: {
+            auto text = std::make_unique<El>();
+            appendNodeContent(doc, child, text->text, entityDepth);
+            if (!e.kids.empty() && e.kids.back()->isText())
+                e.kids.back()->text += text->text;
+            else
+                e.kids.push_back(std::move(text));
+            break;
+        }
+        case XML_COMMENT_NODE:
+            dropped("comment");
+            break;
+        case XML_PI_NODE:
+            dropped("processing instruction");
+            break;
+        default:
+            break;
+        }
+    }
+}
+
 std::unique_ptr<El> Pass::convert(xmlDocPtr doc, xmlNodePtr node, int depth)
 {
     if (depth > kMaxElementDepth) {
@@ -57,6 +107,7 @@ std::unique_ptr<El> Pass::convert(xmlDocPtr doc, xmlNodePtr node, int depth)
         return nullptr;
     }
     const std::string local = xmlText(node->name);
+    if (depth == 1) m_rootNamespace = node->ns ? xmlText(node->ns->href) : std::string();
     if (node->ns && node->ns->prefix) {
         const std::string prefix = xmlText(node->ns->prefix);
         const std::string href = xmlText(node->ns->href);
@@ -64,6 +115,11 @@ std::unique_ptr<El> Pass::convert(xmlDocPtr doc, xmlNodePtr node, int depth)
             dropped("element " + quoted(prefix + ":*"));
             return nullptr;
         }
+    } else if (const std::string href = node->ns ? xmlText(node->ns->href) : m_rootNamespace;
+               href != m_rootNamespace && href != kSvgNamespace) {
+        // An element whose default namespace is another vocabulary's than the root's.
+        dropped("element " + quoted(local) + " in namespace " + quoted(href));
+        return nullptr;
     }
     auto e = std::make_unique<El>();
     e->name = local;
@@ -81,32 +137,7 @@ std::unique_ptr<El> Pass::convert(xmlDocPtr doc, xmlNodePtr node, int depth)
         appendContent(doc, a->children, value, 0);
         e->attrs.push_back(Attr{std::move(name), std::move(value)});
     }
-    for (xmlNodePtr child = node->children; child && m_failure.empty(); child = child->next) {
-        switch (child->type) {
-        case XML_ELEMENT_NODE:
-            if (auto kid = convert(doc, child, depth + 1)) e->kids.push_back(std::move(kid));
-            break;
-        case XML_TEXT_NODE:
-        case XML_CDATA_SECTION_NODE:
-        case XML_ENTITY_REF_NODE: {
-            auto text = std::make_unique<El>();
-            appendNodeContent(doc, child, text->text, 0);
-            if (!e->kids.empty() && e->kids.back()->isText())
-                e->kids.back()->text += text->text;
-            else
-                e->kids.push_back(std::move(text));
-            break;
-        }
-        case XML_COMMENT_NODE:
-            dropped("comment");
-            break;
-        case XML_PI_NODE:
-            dropped("processing instruction");
-            break;
-        default:
-            break;
-        }
-    }
+    convertChildren(doc, node->children, *e, depth, 0);
     return e;
 }
 
@@ -249,7 +280,10 @@ bool Pass::run(const std::string& input, std::string& output)
     }
     applyStyles(*root);
     indexIds(*root);
-    // The root's size is needed for lengths in percent inside references.
+    // The root's size and font size are needed for relative lengths inside references.
+    m_fonts.cascaded = true;
+    if (const std::string* size = root->get("font-size")) ResolveFontSize(*size, 16.0, m_fonts, m_fonts.rem);
+    m_fonts.em = m_fonts.rem;
     {
         float vb[4];
         const std::string* viewBox = root->get("viewBox");

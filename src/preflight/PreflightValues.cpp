@@ -215,7 +215,7 @@ ColorResult NormalizeColor(std::string_view text, std::string& out)
     return result;
 }
 
-LengthResult NormalizeLength(std::string_view text, double percentBase, std::string& out)
+LengthResult NormalizeLength(std::string_view text, double percentBase, std::string& out, const FontSizes& fonts)
 {
     const std::string_view t = Trim(text);
     double value = 0;
@@ -238,12 +238,39 @@ LengthResult NormalizeLength(std::string_view text, double percentBase, std::str
     else if (unit == "cm") factor = 96.0 / 2.54;
     else if (unit == "in") factor = 96.0;
     else if (unit == "q") factor = 96.0 / 101.6;
-    else if (unit == "em" || unit == "rem") factor = 16.0, exact = false;
-    else if (unit == "ex") factor = 8.0, exact = false;
+    else if (unit == "em") factor = fonts.em, exact = fonts.cascaded;
+    else if (unit == "rem") factor = fonts.rem, exact = fonts.cascaded;
+    else if (unit == "ex") factor = fonts.em / 2.0, exact = false;
     else if (unit == "%") factor = percentBase / 100.0, exact = false;
     else return LengthResult::Invalid;
     out = FormatFloat(value * factor);
     return exact ? LengthResult::Converted : LengthResult::Approximated;
+}
+
+bool ResolveFontSize(std::string_view text, double parent, const FontSizes& fonts, double& size)
+{
+    // The absolute keywords step by 1.2 around "medium" (16 px) as browsers do.
+    static const std::pair<const char*, double> keywords[] = {
+        {"xx-small", 9}, {"x-small", 10}, {"small", 13}, {"medium", 16}, {"large", 18},
+        {"x-large", 24}, {"xx-large", 32}, {"xxx-large", 48}};
+    const std::string lower = ToLower(Trim(text));
+    for (const auto& keyword : keywords)
+        if (lower == keyword.first) {
+            size = keyword.second;
+            return true;
+        }
+    if (lower == "larger" || lower == "smaller") {
+        size = lower == "larger" ? parent * 1.2 : parent / 1.2;
+        return true;
+    }
+    FontSizes relative = fonts;
+    relative.em = parent;
+    std::string number;
+    if (NormalizeLength(text, parent, number, relative) == LengthResult::Invalid) return false;
+    double value = 0;
+    if (!impl::ConvertDouble(number, value) || !std::isfinite(value) || value < 0) return false;
+    size = value;
+    return true;
 }
 
 namespace {
@@ -371,6 +398,43 @@ size_t closingBrace(std::string_view text, size_t from)
     return std::string_view::npos;
 }
 
+// Reads "[name op value]" from `s` at `i` (on the "[") and moves `i` past the "]".
+bool parseAttributeCondition(std::string_view s, size_t& i, SimpleSelector& selector)
+{
+    const size_t close = s.find(']', i);
+    if (close == std::string_view::npos) return false;
+    const std::string_view inside = Trim(s.substr(i + 1, close - i - 1));
+    AttributeCondition condition;
+    size_t j = 0;
+    while (j < inside.size() && (isIdentChar(inside[j]) || inside[j] == ':')) ++j;
+    if (j == 0) return false;
+    condition.name.assign(inside.substr(0, j));
+    std::string_view rest = Trim(inside.substr(j));
+    if (!rest.empty()) {
+        if (rest[0] == '=') {
+            condition.match = '=';
+            rest = rest.substr(1);
+        } else if (rest.size() >= 2 && rest[1] == '=' && std::strchr("~|^$*", rest[0])) {
+            condition.match = rest[0];
+            rest = rest.substr(2);
+        } else {
+            return false;
+        }
+        rest = Trim(rest);
+        if (rest.size() >= 2 && (rest[0] == '"' || rest[0] == '\'') && rest.back() == rest[0]) {
+            rest = rest.substr(1, rest.size() - 2);
+        } else {
+            for (char c : rest)
+                if (!isIdentChar(c)) return false;
+            if (rest.empty()) return false;
+        }
+        condition.value.assign(rest);
+    }
+    selector.attributes.push_back(std::move(condition));
+    i = close + 1;
+    return true;
+}
+
 bool parseSimpleSelector(std::string_view text, SimpleSelector& selector)
 {
     const std::string_view s = Trim(text);
@@ -385,6 +449,10 @@ bool parseSimpleSelector(std::string_view text, SimpleSelector& selector)
     }
     while (i < s.size()) {
         const char kind = s[i];
+        if (kind == '[') {
+            if (!parseAttributeCondition(s, i, selector)) return false;
+            continue;
+        }
         if (kind != '.' && kind != '#') return false;
         size_t j = i + 1;
         while (j < s.size() && isIdentChar(s[j])) ++j;
@@ -401,6 +469,31 @@ bool parseSimpleSelector(std::string_view text, SimpleSelector& selector)
     return true;
 }
 } // namespace
+
+bool AttributeCondition::matches(std::string_view actual) const
+{
+    const std::string_view v(value);
+    switch (match) {
+    case 0: return true;
+    case '=': return actual == v;
+    case '^': return !v.empty() && actual.substr(0, v.size()) == v;
+    case '$': return !v.empty() && actual.size() >= v.size() && actual.substr(actual.size() - v.size()) == v;
+    case '*': return !v.empty() && actual.find(v) != std::string_view::npos;
+    case '|': return actual == v || (actual.size() > v.size() && actual.substr(0, v.size()) == v && actual[v.size()] == '-');
+    case '~': {
+        size_t i = 0;
+        while (i < actual.size()) {
+            while (i < actual.size() && isSpace(actual[i])) ++i;
+            size_t j = i;
+            while (j < actual.size() && !isSpace(actual[j])) ++j;
+            if (j > i && actual.substr(i, j - i) == v) return true;
+            i = j;
+        }
+        return false;
+    }
+    default: return false;
+    }
+}
 
 std::vector<Declaration> ParseDeclarations(std::string_view text)
 {

@@ -29,9 +29,24 @@ ColorResult NormalizeColor(std::string_view text, std::string& out);
 /// A length converted to user units.
 enum class LengthResult { Kept, Converted, Approximated, Invalid };
 
+/// The font sizes that "em", "ex" and "rem" refer to, in user units.
+struct FontSizes {
+    double em = 16.0;    ///< the cascaded "font-size" of the element
+    double rem = 16.0;   ///< the "font-size" of the root
+    bool cascaded = false; ///< true when both come from the document's cascade
+};
+
 /// Converts a length ("12", "12px", "3mm", "50%", "2em") to a plain number text.
-/// `percentBase` is what 100% stands for.
-LengthResult NormalizeLength(std::string_view text, double percentBase, std::string& out);
+/// `percentBase` is what 100% stands for. Absolute units are 96 per inch;
+/// "em" and "rem" are exact when `fonts` comes from the cascade, "ex" is half
+/// an "em" (the usual stand-in for a font's x-height) and so approximated.
+LengthResult NormalizeLength(std::string_view text, double percentBase, std::string& out,
+                             const FontSizes& fonts = FontSizes());
+
+/// The size a "font-size" value gives, in user units: a length ("em" and "%"
+/// of `parent`, "rem" of `fonts.rem`) or a keyword ("medium", "larger"...).
+/// False for a value that is not one, or a negative size.
+bool ResolveFontSize(std::string_view text, double parent, const FontSizes& fonts, double& size);
 
 /// Reads a transform list in SVG's full grammar (numbers separated by
 /// comma-wsp, a sign or a point: "translate(0-1036.36)", operations separated
@@ -56,12 +71,28 @@ using Declaration = std::pair<std::string, std::string>;
 /// Reads the declarations of a style attribute or of a rule's block.
 std::vector<Declaration> ParseDeclarations(std::string_view text);
 
-/// One simple selector of a style sheet: an optional tag, an optional id and classes.
+/// A condition on an attribute: "[name]", "[name=v]", "[name~=v]",
+/// "[name|=v]", "[name^=v]", "[name$=v]" or "[name*=v]".
+struct AttributeCondition {
+    std::string name;
+    char match = 0; ///< 0 (present), '=', '~', '|', '^', '$' or '*'
+    std::string value;
+    /// True when an attribute with this condition's name has the text `actual`.
+    bool matches(std::string_view actual) const;
+};
+
+/// One compound selector of a style sheet: an optional tag, an optional id,
+/// classes and attribute conditions, all of which must hold.
 struct SimpleSelector {
     std::string tag; ///< empty or "*": any element
     std::string id;
     std::vector<std::string> classes;
-    int specificity() const { return int(id.empty() ? 0 : 100) + int(classes.size()) * 10 + (tag.empty() || tag == "*" ? 0 : 1); }
+    std::vector<AttributeCondition> attributes;
+    int specificity() const
+    {
+        return int(id.empty() ? 0 : 100) + int(classes.size() + attributes.size()) * 10 +
+               (tag.empty() || tag == "*" ? 0 : 1);
+    }
 };
 
 struct StyleRule {
