@@ -7,6 +7,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <climits>
 
 namespace kx {
@@ -125,11 +126,16 @@ bool ReadWholeFile(const std::string& path, std::string& bytes)
     kxIoDeviceFileStream file(path, kxIoDevice::Read, true);
     if (!file.isOpen()) return false;
     bytes.clear();
-    // Read in growing blocks: the size cannot be trusted for every kind of
-    // file (pipes, /proc), and a directory opens but cannot be read.
+    // The first block is the file's size plus one byte, so that a regular file
+    // is read into one buffer that is never copied; after that, growing
+    // blocks, since the size cannot be trusted for every kind of file (pipes,
+    // /proc, a file that grows), and a directory opens but cannot be read.
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::is_regular_file(path, error) ? std::filesystem::file_size(path, error) : 0;
+    const std::size_t first = !error && size < (std::uintmax_t(1) << 40) ? static_cast<std::size_t>(size) + 1 : 0;
     std::size_t used = 0;
     for (;;) {
-        if (used == bytes.size()) bytes.resize(std::max<std::size_t>(bytes.size() * 2, 1u << 16));
+        if (used == bytes.size()) bytes.resize(std::max<std::size_t>({bytes.size() * 2, first, std::size_t(1) << 16}));
         const int64_t got = file.readBytes(&bytes[used], static_cast<int64_t>(bytes.size() - used));
         if (got < 0 || file.hasDeviceError()) return false;
         used += static_cast<std::size_t>(got);
