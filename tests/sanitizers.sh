@@ -9,10 +9,10 @@ cd "$(dirname "$0")/.."
 
 cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DKXSVG_SANITIZE=ON -DKXSVG_BUILD_TESTS=ON -DKXSVG_BUILD_BENCH=OFF -DKXSVG_BUILD_APPS=ON
 cmake --build build-asan -j2
-# The corpus sweeps take every file in the normal pass; here an evenly spread
+# The corpus sweep takes every file in the normal pass; here an evenly spread
 # sample of them keeps the instrumented run short.
 (cd build-asan &&
-  KXSVG_CORPUS_SAMPLE=3000 KXPREFLIGHT_CORPUS_SAMPLE=3000 \
+  KXSVG_CORPUS_SAMPLE=3000 \
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:detect_stack_use_after_return=0 \
   UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
   ctest --output-on-failure -j2)

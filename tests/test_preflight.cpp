@@ -1,6 +1,6 @@
 // Tests of the preflight pass: path-data rewriting, colours and lengths, each
-// document rewrite with its report entry, hostile input, and a corpus run
-// that measures how many real files load strictly after preflight.
+// document rewrite with its report entry and hostile input (the corpus run
+// is part of test_corpus).
 #include "preflight/PreflightPath.h"
 #include "preflight/PreflightValues.h"
 #include "read/LoadDocument.h"
@@ -673,69 +673,4 @@ TEST(PreflightReportText, EntriesAreGroupedByKindAndCounted)
     ASSERT_EQ(entries.size(), 4u);
     EXPECT_EQ(entries[2].detail, "element \"title\"");
     EXPECT_EQ(entries[2].count, 2u);
-}
-
-// ---------------------------------------------------------------- corpus
-
-TEST(PreflightCorpus, MostFilesLoadStrictlyAfterPreflight)
-{
-    KXTEST_REQUIRE_CORPUS(dir);
-    std::vector<std::string> files;
-    for (const std::string& f : kxtest::listSvgFiles(dir))
-        if (f.find("/large/") == std::string::npos) files.push_back(f);
-    ASSERT_FALSE(files.empty());
-    // KXPREFLIGHT_CORPUS_SAMPLE=N runs about N evenly spread files (sanitizer builds).
-    size_t step = 1;
-    if (const char* sample = std::getenv("KXPREFLIGHT_CORPUS_SAMPLE")) {
-        const long n = std::atol(sample);
-        if (n > 0 && size_t(n) < files.size()) step = files.size() / size_t(n);
-    }
-    size_t total = 0, passed = 0, preflightFailed = 0, failedFills = 0;
-    std::map<std::string, size_t> reasons;
-    std::map<std::string, std::string> examples;
-    std::map<std::string, size_t> changes; // how many files each kind of change touched
-    for (size_t i = 0; i < files.size(); i += step) {
-        std::string bytes;
-        ASSERT_TRUE(kxtest::readFile(files[i], bytes)) << files[i];
-        ++total;
-        std::string out;
-        PreflightReport report;
-        if (!PreflightSvg(bytes, PreflightOptions(), out, report)) {
-            ++preflightFailed;
-            const std::string reason = "preflight: " + report.toText().substr(0, 60);
-            examples.emplace(reason, files[i]);
-            ++reasons[reason];
-            continue;
-        }
-        for (const PreflightEntry& entry : report.getEntries())
-            if (entry.change != PreflightChange::Rewritten) ++changes[std::string(PreflightChangeName(entry.change)) + ": " + entry.detail];
-        const Strict load = loadStrictly(out);
-        if (load.ok) {
-            ++passed;
-            // Drawn as real drawings are drawn, every fill triangulates.
-            SegmenterVisitor visitor(static_cast<const Node&>(*load.root), SegmentationOptions::realSvg());
-            if (visitor.getFailedFillCount() > 0) ADD_FAILURE() << files[i] << ": fill failed";
-            failedFills += visitor.getFailedFillCount();
-            continue;
-        }
-        std::string reason = load.errors.empty() ? std::string("no message") : load.errors.front();
-        if (reason.size() > 70) reason = reason.substr(0, 70);
-        examples.emplace(reason, files[i]);
-        ++reasons[reason];
-    }
-    const double share = total ? double(passed) / double(total) : 0.0;
-    std::cout << "preflight corpus: " << passed << " of " << total << " files load strictly after preflight ("
-              << share * 100.0 << "%), " << preflightFailed << " rejected by preflight\n";
-    std::vector<std::pair<size_t, std::string>> sorted;
-    for (const auto& r : reasons) sorted.emplace_back(r.second, r.first);
-    std::sort(sorted.rbegin(), sorted.rend());
-    for (const auto& r : sorted) std::cout << "  " << r.first << "  " << r.second << "  e.g. " << examples[r.second] << "\n";
-    std::vector<std::pair<size_t, std::string>> common;
-    for (const auto& c : changes) common.emplace_back(c.second, c.first);
-    std::sort(common.rbegin(), common.rend());
-    std::cout << "most common approximations and removals (files touched):\n";
-    for (size_t i = 0; i < common.size() && i < 25; ++i)
-        std::cout << "  " << common[i].first << "  " << common[i].second << "\n";
-    EXPECT_GE(share, 0.97);
-    EXPECT_EQ(failedFills, 0u);
 }

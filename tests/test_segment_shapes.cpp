@@ -353,38 +353,4 @@ TEST(SegmentPath, FailedFillKeepsTheOutline)
 
 namespace {
 
-TEST(SegmentPath, HostileNumbersNeverBreakTheOutline)
-{
-    // Random command lists with huge, tiny, infinite and NaN numbers: the
-    // outline stays well formed and nothing throws.
-    const float specials[] = {0.0f, -0.0f, 1e-30f, 0.004f, 3.5f, -7.25f, 1e30f, -3e38f,
-                              std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
-    std::mt19937 random(2024);
-    std::uniform_int_distribution<int> pick(0, sizeof(specials) / sizeof(specials[0]) - 1);
-    std::uniform_int_distribution<int> commandType(0, 14);
-    std::uniform_real_distribution<float> plain(-50.0f, 50.0f);
-    kxtest::LogCapture quiet;
-    SegmentationUtils::BezierSegmentationWorkspace ws;
-    for (int round = 0; round < 300; ++round) {
-        Path path;
-        path.editCommands().push_back(Path::Command(Path::CommandType::MoveToAbs, {plain(random), plain(random)}));
-        const int count = 1 + round % 12;
-        for (int c = 0; c < count; ++c) {
-            const auto type = static_cast<Path::CommandType>(commandType(random));
-            static const int argumentCounts[15] = {2, 2, 2, 2, 7, 7, 1, 1, 1, 1, 6, 6, 4, 4, 0};
-            std::vector<float> args;
-            for (int a = 0; a < argumentCounts[static_cast<int>(type)]; ++a)
-                args.push_back(random() % 4 == 0 ? specials[pick(random)] : plain(random));
-            path.editCommands().push_back(Path::Command(type, std::move(args)));
-        }
-        bool failed = false;
-        std::shared_ptr<SegmentedPrimitive> p;
-        ASSERT_NO_THROW(p = SegmentPath(path, 32, -0.999f, nullptr, nullptr, &ws, &failed));
-        ASSERT_TRUE(p);
-        ASSERT_EQ(p->lineIndices.size() % 2, 0u);
-        for (unsigned int index : p->lineIndices) ASSERT_LT(index, p->points.size());
-        for (unsigned int index : p->triangleIndices) ASSERT_LT(index, p->trianglePoints.size());
-    }
-}
-
 } // namespace

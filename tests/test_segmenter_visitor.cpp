@@ -1,5 +1,5 @@
 // The segmenter visitor: traversal order, composed transforms, cascaded
-// properties, the fill-failure rules, deep trees and the whole corpus.
+// properties and the fill-failure rules (deep trees: test_hostile; corpus: test_corpus).
 #include <kx/svg/Segmentation.h>
 
 #include <kx/svg/PathParser.h>
@@ -279,31 +279,6 @@ TEST(SegmenterVisitor, FirstFailedFillStopsSegmentation)
     EXPECT_EQ(direct.getSegmentedPrimitives().size(), 1u);
 }
 
-TEST(SegmenterVisitor, DeepChainOfGroupsWalksWithoutRecursion)
-{
-    // 200,000 nested groups, every thousandth translated by (1, 0), a circle
-    // at the bottom: its points are moved by (200, 0).
-    const int depth = 200000;
-    auto root = std::make_shared<Document>();
-    Node* current = root.get();
-    for (int i = 0; i < depth; ++i) {
-        auto child = std::make_shared<Node>();
-        if (i % 1000 == 0) child->editTransform() = Translate(1, 0);
-        if (i == depth / 2) child->editRenderingProperties().fill = "none";
-        current->addChild(child, true);
-        current = child.get();
-    }
-    current->addChild(Make<Circle>(Vec2(0, 0), 1.0f), true);
-    root->addChild(Make<Line>(Vec2(0, 0), Vec2(1, 0)), true); // after the chain
-    SegmenterVisitor visitor(*root);
-    std::vector<std::shared_ptr<SegmentedPrimitive>> prims = Primitives(visitor);
-    ASSERT_EQ(prims.size(), 2u);
-    EXPECT_EQ(prims[0]->points[0], Vec2(201, 0));
-    EXPECT_EQ(prims[0]->properties.fill, std::string("none"));
-    EXPECT_EQ(prims[1]->points[1], Vec2(1, 0));
-    EXPECT_FALSE(prims[1]->properties.fill.has_value());
-}
-
 TEST(SegmenterVisitor, CyclicTreeIsWalkedOnce)
 {
     // A group that holds itself (possible through editChildren): its shapes
@@ -433,68 +408,6 @@ TEST(SegmenterVisitor, OptionsReachFlatteningAndFill)
         EXPECT_EQ(Primitives(nonZero)[1]->lineIndices, resolve ? (std::vector<unsigned int>{0, 1, 1, 2, 2, 3, 3, 4})
                                                                : (std::vector<unsigned int>{0, 2, 2, 3, 3, 0}));
     }
-}
-
-TEST(SegmenterVisitor, WholeCorpusSegmentsWithoutCrash)
-{
-    KXTEST_REQUIRE_CORPUS(dir);
-    const std::vector<std::string> files = kxtest::listSvgFiles(dir);
-    ASSERT_FALSE(files.empty());
-    // Debug and sanitizer builds are slow: by default every fifth file is
-    // run; KXSVG_CORPUS_ALL=1 runs them all.
-    const bool all = std::getenv("KXSVG_CORPUS_ALL") != nullptr;
-    const std::size_t stride = all ? 1 : 5;
-
-    std::size_t loaded = 0, skipped = 0, primitives = 0, points = 0, triangles = 0, failedFiles = 0;
-    std::size_t overflowMessages = 0;
-    std::vector<std::string> failures;
-    kxtest::LogCapture log;
-    const auto start = std::chrono::steady_clock::now();
-    for (std::size_t i = 0; i < files.size(); i += stride) {
-        const std::string& file = files[i];
-        if (file.find("/large/") != std::string::npos) continue;
-        std::string content;
-        if (!kxtest::readFile(file, content)) continue;
-        kxIoDeviceByteContainerReadOnly device(content.data(), content.size());
-        ItemInterfacePointer<ItemInterface> root;
-        LoadOptions options;
-        options.ignoreUnsupported = true;
-        bool ok = false;
-        ASSERT_NO_THROW(ok = impl::LoadSvgDocument(root, device, options, nullptr, nullptr)) << file;
-        const Node* node = dynamic_cast<const Node*>(root.get());
-        if (!ok || !node) {
-            ++skipped;
-            continue;
-        }
-        ++loaded;
-        log.clear();
-        try {
-            SegmenterVisitor visitor(*node);
-            for (const auto& p : visitor.getSegmentedPrimitives()) {
-                points += p->points.size();
-                triangles += p->triangleIndices.size() / 3;
-                EXPECT_EQ(p->lineIndices.size() % 2, 0u) << file;
-                for (unsigned int index : p->lineIndices) ASSERT_LT(index, p->points.size()) << file;
-                for (unsigned int index : p->triangleIndices) ASSERT_LT(index, p->trianglePoints.size()) << file;
-            }
-            primitives += visitor.getSegmentedPrimitives().size();
-            if (visitor.hasError()) {
-                ++failedFiles;
-                if (failures.size() < 10) failures.push_back(file.substr(dir.size()));
-            }
-        } catch (const std::exception& e) {
-            ADD_FAILURE() << file << ": " << e.what();
-        }
-        for (const auto& entry : log.entries())
-            if (entry.message == "Index overflow during segmentation") ++overflowMessages;
-    }
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    EXPECT_EQ(overflowMessages, 0u);
-    std::printf("[ corpus   ] %zu files loaded (%zu not loaded), %zu primitives, %zu points, %zu triangles, "
-                "%zu files with a failed fill, %.1f s\n",
-                loaded, skipped, primitives, points, triangles, failedFiles, seconds);
-    for (const std::string& f : failures) std::printf("[ corpus   ]   fill failed: %s\n", f.c_str());
 }
 
 } // namespace

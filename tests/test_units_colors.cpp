@@ -246,22 +246,3 @@ TEST(RenderingPropertiesTest, CascadeFillsOnlyGapsAndNeverVectorEffect)
     EXPECT_EQ(bare, RenderingProperties());
     EXPECT_NE(child, bare);
 }
-
-TEST(ColorTest, RandomTextIsHandledSafely)
-{
-    // Texts made of the characters the parsers react to, including NUL: every
-    // one must return normally (the sanitizer builds check for bad reads).
-    const char alphabet[] = "#rgba(),%0123456789xX .-+eEfinpmtc\t";
-    std::mt19937 random(99);
-    Wm4::Vector4<unsigned char> rgba;
-    UnitValue value;
-    int accepted = 0;
-    for (int i = 0; i < 20000; ++i) {
-        std::string text(random() % 16, '\0');
-        for (char& c : text) c = alphabet[random() % sizeof alphabet];
-        if (i % 3 == 0) text = "rgb(" + text + ")";
-        accepted += ParseSvgColor(text, rgba) ? 1 : 0;
-        accepted += UnitValue::parseVal(text, value) ? 1 : 0;
-    }
-    EXPECT_GT(accepted, 0);
-}

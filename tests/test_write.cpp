@@ -78,30 +78,6 @@ std::string WriteInElement(const SaveOptions& options,
     return out;
 }
 
-// Writes one item (begin, end) on its own and returns the XML text.
-std::string WriteItem(const ItemInterface& item, const SaveOptions& options = SaveOptions())
-{
-    XmlSaveContext context(false);
-    item.beginWriteAsXml(context, options);
-    item.endWriteAsXml(context, options);
-    std::string out;
-    kxIoDeviceByteContainerWriteOnly device(out);
-    context.flushBufferToDevice(device, 0);
-    return out;
-}
-
-std::string PathData(const std::string& text, bool formatted)
-{
-    std::list<Path::Command> commands;
-    std::string error;
-    if (!ConvertPathStringToCommands(text, commands, &error)) return "parse error: " + error;
-    SaveOptions options;
-    options.formatOutput = formatted;
-    std::string d;
-    impl::BuildPathData(commands, options, d);
-    return d;
-}
-
 std::string PathData(const Path::Commands& commands, bool formatted)
 {
     SaveOptions options;
@@ -379,141 +355,7 @@ TEST(WriterHelpersTest, FailureIsLogged)
 
 // ------------------------------------------------------------------ items
 
-TEST(ItemSerialisationTest, GeometryAttributesAndOmissions)
-{
-    Rect rect(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(10, 20));
-    EXPECT_EQ(WriteItem(rect), "<rect width=\"10\" height=\"20\"/>");
-    rect.editPosition() = Wm4::Vector2<float>(1, -2);
-    rect.editRy() = 3;
-    EXPECT_EQ(WriteItem(rect), "<rect x=\"1\" y=\"-2\" width=\"10\" height=\"20\" ry=\"3\"/>");
-    Rect zero(Wm4::Vector2<float>(-0.0f, 0), Wm4::Vector2<float>(0, 0));
-    EXPECT_EQ(WriteItem(zero), "<rect width=\"0\" height=\"0\"/>");
-
-    Circle circle(Wm4::Vector2<float>(0, 0), 5);
-    EXPECT_EQ(WriteItem(circle), "<circle r=\"5\"/>");
-    circle.editCenter() = Wm4::Vector2<float>(1, 2);
-    EXPECT_EQ(WriteItem(circle), "<circle r=\"5\" cx=\"1\" cy=\"2\"/>");
-
-    Line line(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(0, 0));
-    EXPECT_EQ(WriteItem(line), "<line/>");
-    line.editStart() = Wm4::Vector2<float>(1, 0);
-    line.editEnd() = Wm4::Vector2<float>(0, 4);
-    EXPECT_EQ(WriteItem(line), "<line x1=\"1\" y2=\"4\"/>");
-
-    Image image;
-    EXPECT_EQ(WriteItem(image), "<image width=\"0\" height=\"0\" href=\"\"/>");
-    image.editPreserveAspectRatio() = Image::AspectRatio::None;
-    EXPECT_EQ(WriteItem(image), "<image width=\"0\" height=\"0\" href=\"\"/>");
-    const char* keywords[] = {"xMinYMin", "xMidYMin", "xMaxYMin", "xMinYMid", "xMidYMid",
-                              "xMaxYMid", "xMinYMax", "xMidYMax", "xMaxYMax", "none"};
-    for (int i = 1; i <= 10; ++i) {
-        image.editPreserveAspectRatio() = static_cast<Image::AspectRatio>(i);
-        EXPECT_EQ(WriteItem(image), std::string("<image width=\"0\" height=\"0\" href=\"\" preserveAspectRatio=\"") +
-                                        keywords[i - 1] + "\"/>");
-    }
-
-    Node group;
-    EXPECT_EQ(WriteItem(group), "<g/>");
-    group.editId() = "";
-    EXPECT_EQ(WriteItem(group), "<g id=\"\"/>");
-}
-
-TEST(ItemSerialisationTest, TextAttributesAndContent)
-{
-    Text text(Wm4::Vector2<float>(0, 0), "a < b & c");
-    text.editBold() = false;
-    text.editItalic() = false;
-    text.editUnderline() = false;
-    EXPECT_EQ(WriteItem(text), "<text>a &lt; b &amp; c</text>");
-
-    text.editPosition() = Wm4::Vector2<float>(0, 3);
-    text.editFontFamily() = "Serif";
-    text.editBold() = true;
-    text.editItalic() = true;
-    text.editUnderline() = true;
-    text.editFontSize() = 9;
-    text.editTextLength() = UnitValue(2.5f, Unit::Em);
-    text.editXmlSpacePreserve() = false;
-    EXPECT_EQ(WriteItem(text), "<text y=\"3\" font-family=\"Serif\" font-weight=\"bold\" font-style=\"italic\" "
-                               "text-decoration=\"underline\" font-size=\"9\" textLength=\"2.5em\" "
-                               "xml:space=\"default\">a &lt; b &amp; c</text>");
-
-    kxtest::LogCapture log;
-    Text bad(Wm4::Vector2<float>(0, 0), "bad \xFF byte");
-    XmlSaveContext context(false);
-    EXPECT_TRUE(bad.beginWriteAsXml(context, SaveOptions()));
-    EXPECT_FALSE(bad.endWriteAsXml(context, SaveOptions()));
-    EXPECT_EQ(log.messages(), std::vector<std::string>{"Text content was not utf8"});
-}
-
-TEST(ItemSerialisationTest, PresentationAttributesInOrder)
-{
-    Node group;
-    RenderingProperties& p = group.editRenderingProperties();
-    p.vectorEffect = NonScalingSize | NonRotation | NonScalingStroke | FixedPosition;
-    p.strokeDasharray = std::vector<UnitValue>{UnitValue(1, Unit::In)};
-    p.strokeLinejoin = static_cast<LineJoin>(7);
-    p.strokeLinecap = static_cast<LineCap>(9);
-    p.opacity = 0.5f;
-    p.className = "k";
-    p.fillOpacity = 1;
-    p.fill = "red";
-    p.stroke = "blue";
-    p.strokeOpacity = 0;
-    p.strokeWidth = 2;
-    group.editTransform() = Wm4::Matrix3<float>::IDENTITY;
-    group.editId() = "g1";
-    EXPECT_EQ(WriteItem(group),
-              "<g id=\"g1\" stroke-width=\"2\" stroke-opacity=\"0\" stroke=\"blue\" fill=\"red\" fill-opacity=\"1\" "
-              "class=\"k\" opacity=\"0.5\" stroke-linecap=\"butt\" stroke-linejoin=\"miter\" "
-              "stroke-dasharray=\"1in\" vector-effect=\"non-scaling-stroke non-scaling-size non-rotation "
-              "fixed-position\" transform=\"matrix(1 0 0 1 0 0)\"/>");
-
-    // Empty colour and class texts are left out; an empty effect set is "none".
-    RenderingProperties q;
-    q.stroke = "";
-    q.fill = "";
-    q.className = "";
-    q.vectorEffect = 0;
-    q.strokeDasharray = std::vector<UnitValue>{};
-    Node other;
-    other.editRenderingProperties() = q;
-    EXPECT_EQ(WriteItem(other), "<g stroke-dasharray=\"\" vector-effect=\"none\"/>");
-}
-
-TEST(ItemSerialisationTest, DocumentViewBoxAndStyle)
-{
-    Document doc;
-    EXPECT_EQ(WriteItem(doc), "<svg xmlns=\"http://www.w3.org/2000/svg\"/>");
-    doc.editViewbox() = BoundingBox();
-    EXPECT_EQ(WriteItem(doc), "<svg xmlns=\"http://www.w3.org/2000/svg\"/>");
-    doc.editViewbox() = BoundingBox(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(100, 50.5f));
-    doc.editStyle() = "a{}";
-    EXPECT_EQ(WriteItem(doc), "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 100 50.5\"><style>\n"
-                              "/* <![CDATA[ */a{}\n/* ]]> */</style></svg>");
-}
-
 // ------------------------------------------------------------------ path data
-
-TEST(PathDataTest, CompactAndFormattedLayouts)
-{
-    EXPECT_EQ(PathData("M 0 0 L 1 1 L 2 2 Z", false), "M0 0 1 1 2 2Z");
-    EXPECT_EQ(PathData("M 0 0 L 1 1 L 2 2 Z", true), "M 0 0 1 1 2 2 Z");
-    EXPECT_EQ(PathData("M 10 20 L 30 -40", false), "M10 20 30-40");
-    EXPECT_EQ(PathData("M 10 20 L 30 -40", true), "M 10 20 30 -40");
-    // A relative line after an absolute move keeps its letter, and the reverse.
-    EXPECT_EQ(PathData("M 1 2 l 3 4 m 5 6 l 7 8 L 9 9", false), "M1 2l3 4m5 6 7 8L9 9");
-    // Repeated curves and arcs drop their letter; H and V keep it after moves.
-    EXPECT_EQ(PathData("M0 0C1 2 3 4 5 6C7 8 9 10 11 12S1 2 3 4s.5.5-1-1", false),
-              "M0 0C1 2 3 4 5 6 7 8 9 10 11 12S1 2 3 4s0.5 0.5-1-1");
-    EXPECT_EQ(PathData("M0 0H5H6h1V2v3v4Z", false), "M0 0H5 6h1V2v3 4Z");
-    EXPECT_EQ(PathData("M0 0A5 5 30 1 0 10 10A5 5 0 0 1 20 20", false), "M0 0A5 5 30 1 0 10 10 5 5 0 0 1 20 20");
-    EXPECT_EQ(PathData("M0 0A5 5 30 1 0 10 10A5 5 0 0 1 20 20", true),
-              "M 0 0 A 5 5 30 1 0 10 10 5 5 0 0 1 20 20");
-    EXPECT_EQ(PathData("M.5-.5z", false), "M0.5-0.5Z");
-    EXPECT_EQ(PathData("M0 0ZM1 1Z", false), "M0 0ZM1 1Z");
-    EXPECT_EQ(PathData("", false), "");
-}
 
 TEST(PathDataTest, ArgumentVectorsAndFlags)
 {
@@ -574,14 +416,14 @@ TEST(SaveDocumentTest, FullTreeMatchesExpectedFiles)
     std::string out;
     SaveOptions options = NoHead();
     ASSERT_TRUE(Save(*doc, options, out));
-    ExpectMatchesFile(out, "full-tree-expected.svg");
+    ExpectMatchesFile(out, "full-tree.out");
     options.formatOutput = true;
     ASSERT_TRUE(Save(*doc, options, out));
-    ExpectMatchesFile(out, "full-tree-formatted-expected.svg");
+    ExpectMatchesFile(out, "full-tree.formatted.out");
     options.formatOutput = false;
     options.floatPrecision = 1;
     ASSERT_TRUE(Save(*doc, options, out));
-    ExpectMatchesFile(out, "full-tree-precision1-expected.svg");
+    ExpectMatchesFile(out, "full-tree.precision1.out");
 
     // A copy saves to the same text.
     Document copy(*doc);
@@ -623,23 +465,6 @@ TEST(SaveDocumentTest, FailuresStopTheSave)
     EXPECT_EQ(out, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\"><g/></svg>\n");
 }
 
-TEST(SaveDocumentTest, DeepNestingIsWrittenIteratively)
-{
-    constexpr int kDepth = 20000;
-    Document doc;
-    Node* tip = &doc;
-    for (int i = 0; i < kDepth; ++i) {
-        auto next = std::make_shared<Node>();
-        Node* raw = next.get();
-        tip->addChild(next, true);
-        tip = raw;
-    }
-    kxIoDeviceNullWriteOnly device;
-    // libxml2's writer keeps its own element stack; the walk itself uses no recursion.
-    EXPECT_TRUE(impl::SaveSvgDocument(doc, device, NoHead()));
-    EXPECT_GT(device.size(), 3 * kDepth);
-}
-
 TEST(SaveDocumentTest, SavesThroughTheManager)
 {
     initializeKxSvg();
@@ -654,12 +479,12 @@ TEST(SaveDocumentTest, SavesThroughTheManager)
     kxIoDeviceByteContainerWriteOnly device(out);
     EXPECT_TRUE(manager->saveSvg(*doc, device, "svg", nullptr, &options, &messages));
     EXPECT_TRUE(messages.empty());
-    ExpectMatchesFile(out, "full-tree-expected.svg");
+    ExpectMatchesFile(out, "full-tree.out");
     options.formatOutput = true;
     std::string formatted;
     kxIoDeviceByteContainerWriteOnly formattedDevice(formatted);
     EXPECT_TRUE(manager->saveSvg(*doc, formattedDevice, "svg", nullptr, &options, nullptr));
-    ExpectMatchesFile(formatted, "full-tree-formatted-expected.svg");
+    ExpectMatchesFile(formatted, "full-tree.formatted.out");
 
     // To a file.
     const std::string path = testing::TempDir() + "kxsvg-write-test.svg";
@@ -685,80 +510,24 @@ TEST(SaveDocumentTest, SavesThroughTheManager)
 TEST(SaveDocumentTest, LoadedFilesSaveToExpectedTexts)
 {
     // Each tests/data/write/<case>.svg is loaded and saved compact and
-    // formatted; the texts must equal <case>-expected.svg and
-    // <case>-formatted-expected.svg.
+    // formatted; the texts must equal <case>.out and <case>.formatted.out.
     const std::vector<std::string> files = kxtest::listSvgFiles(DataPath(""));
-    const impl::MessageSink fail = [](const std::string& message) { ADD_FAILURE() << message; };
     int cases = 0;
     for (const std::string& file : files) {
-        if (file.size() >= 13 && file.compare(file.size() - 13, 13, "-expected.svg") == 0) continue;
         const std::string name = file.substr(file.find_last_of('/') + 1, file.size() - file.find_last_of('/') - 5);
         std::string content;
         ASSERT_TRUE(kxtest::readFile(file, content));
-        kxIoDeviceByteContainerReadOnly input(content.data(), content.size());
-        ItemInterfacePointer<ItemInterface> root;
-        ASSERT_TRUE(impl::LoadSvgDocument(root, input, LoadOptions(), fail, fail)) << file;
-        ASSERT_TRUE(root) << file;
+        const kxtest::Loaded loaded = kxtest::LoadText(content);
+        ASSERT_TRUE(loaded.ok && loaded.root && loaded.messages.empty()) << file << ::testing::PrintToString(loaded.messages);
+        const ItemInterface& root = *loaded.root;
         SaveOptions options = NoHead();
         std::string out;
-        ASSERT_TRUE(Save(*root, options, out)) << file;
-        ExpectMatchesFile(out, name + "-expected.svg");
+        ASSERT_TRUE(Save(root, options, out)) << file;
+        ExpectMatchesFile(out, name + ".out");
         options.formatOutput = true;
-        ASSERT_TRUE(Save(*root, options, out)) << file;
-        ExpectMatchesFile(out, name + "-formatted-expected.svg");
+        ASSERT_TRUE(Save(root, options, out)) << file;
+        ExpectMatchesFile(out, name + ".formatted.out");
         ++cases;
     }
-    EXPECT_EQ(cases, 3);
-}
-
-// ------------------------------------------------------------------ corpus
-
-TEST(SaveDocumentTest, CorpusRoundTripIsStable)
-{
-    KXTEST_REQUIRE_CORPUS(corpus);
-    // Saving what was loaded, loading that again and saving once more gives
-    // the same text: the writer emits only what the reader accepts, and the
-    // numbers it prints read back to the same values. KXSVG_FULL_CORPUS=1
-    // visits every file; by default every fourth one keeps the run short.
-    const char* full = std::getenv("KXSVG_FULL_CORPUS");
-    const std::size_t stride = full && std::string(full) == "1" ? 1 : 4;
-    const std::vector<std::string> files = kxtest::listSvgFiles(corpus);
-    LoadOptions loadOptions;
-    loadOptions.ignoreUnsupported = true;
-    const impl::MessageSink ignore = [](const std::string&) {};
-    std::size_t saved = 0;
-    int failures = 0;
-    kxtest::LogCapture log; // keep the writer's log quiet
-    for (std::size_t i = 0; i < files.size() && failures < 10; i += stride) {
-        if (files[i].find("/large/") != std::string::npos) continue;
-        std::string content;
-        if (!kxtest::readFile(files[i], content)) continue;
-        kxIoDeviceByteContainerReadOnly input(content.data(), content.size());
-        ItemInterfacePointer<ItemInterface> first;
-        if (!impl::LoadSvgDocument(first, input, loadOptions, ignore, ignore) || !first) continue;
-        std::string once;
-        if (!Save(*first, NoHead(), once)) {
-            ++failures;
-            ADD_FAILURE() << "first save failed: " << files[i];
-            continue;
-        }
-        kxIoDeviceByteContainerReadOnly again(once.data(), once.size());
-        ItemInterfacePointer<ItemInterface> second;
-        if (!impl::LoadSvgDocument(second, again, loadOptions, ignore, ignore) || !second) {
-            ++failures;
-            ADD_FAILURE() << "saved text does not load: " << files[i] << "\n" << once.substr(0, 2000);
-            continue;
-        }
-        std::string twice;
-        ASSERT_TRUE(Save(*second, NoHead(), twice)) << files[i];
-        if (twice != once) {
-            ++failures;
-            ADD_FAILURE() << "round trip changed " << files[i] << "\n" << once.substr(0, 2000) << "\n"
-                          << twice.substr(0, 2000);
-        }
-        ++saved;
-    }
-    RecordProperty("files_round_tripped", static_cast<int>(saved));
-    EXPECT_EQ(failures, 0);
-    EXPECT_GT(saved, files.size() / stride / 2);
+    EXPECT_EQ(cases, 4);
 }

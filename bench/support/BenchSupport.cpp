@@ -17,17 +17,6 @@ namespace fs = std::filesystem;
 
 namespace kxbench {
 
-std::string corpusDir()
-{
-    if (const char* env = std::getenv("KXSVG_CORPUS")) {
-        if (*env != '\0' && fs::is_directory(env)) return env;
-    }
-    std::error_code ec;
-    fs::path beside = fs::path(KXSVG_SOURCE_DIR) / ".." / "shared" / "corpus";
-    if (fs::is_directory(beside, ec)) return fs::canonical(beside, ec).string();
-    return std::string();
-}
-
 std::vector<std::string> largeFiles()
 {
     std::vector<std::string> files;
@@ -39,16 +28,6 @@ std::vector<std::string> largeFiles()
     }
     std::sort(files.begin(), files.end());
     return files;
-}
-
-bool readFile(const std::string& path, std::string& content)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    std::ostringstream buffer;
-    buffer << in.rdbuf();
-    content = buffer.str();
-    return true;
 }
 
 bool LoadThroughPreflight(const std::string& content, kx::svg::ItemInterfacePointer<kx::svg::ItemInterface>& root)

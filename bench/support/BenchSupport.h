@@ -4,17 +4,17 @@
 
 #include <kx/svg/Items.h>
 
+#include "CorpusFiles.h"
+
 #include <string>
 #include <vector>
 
 namespace kxbench {
 
-/// The SVG corpus folder ($KXSVG_CORPUS, else ../shared/corpus beside the sources); empty when absent.
-std::string corpusDir();
+using kxcorpus::corpusDir;
+using kxcorpus::readFile;
 /// The large drawings of the corpus (corpus/large/*.svg), sorted; empty when absent.
 std::vector<std::string> largeFiles();
-/// Reads a whole file; returns false when it cannot be read.
-bool readFile(const std::string& path, std::string& content);
 
 /// Rewrites a drawing from the wild through the preflight pass (crossing
 /// sub-paths left as they are) and loads the result leniently, as stroked

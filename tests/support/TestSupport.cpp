@@ -2,6 +2,9 @@
 #include "TestSupport.h"
 
 #include <kx/svg/Simple.h>
+#include <kx/system/kxIoDevice.h>
+
+#include "read/LoadDocument.h"
 
 #include <kx/system/kxLog.h>
 
@@ -10,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -20,15 +24,71 @@ namespace fs = std::filesystem;
 
 namespace kxtest {
 
-std::string corpusDir()
+std::vector<std::string> corpusFiles()
 {
-    if (const char* env = std::getenv("KXSVG_CORPUS")) {
-        if (*env != '\0' && fs::is_directory(env)) return env;
+    const std::string dir = corpusDir();
+    std::vector<std::string> files;
+    if (dir.empty()) return files;
+    for (const std::string& f : listSvgFiles(dir))
+        if (f.find("/large/") == std::string::npos) files.push_back(f);
+    if (const char* sample = std::getenv("KXSVG_CORPUS_SAMPLE")) {
+        const std::size_t wanted = std::max<std::size_t>(1, std::strtoul(sample, nullptr, 10));
+        if (wanted < files.size()) {
+            std::vector<std::string> picked;
+            for (std::size_t i = 0; i < wanted; ++i) picked.push_back(files[i * files.size() / wanted]);
+            files.swap(picked);
+        }
     }
-    fs::path beside = fs::path(KXSVG_SOURCE_DIR) / ".." / "shared" / "corpus";
-    std::error_code ec;
-    if (fs::is_directory(beside, ec)) return fs::canonical(beside, ec).string();
-    return std::string();
+    return files;
+}
+
+Loaded LoadText(const std::string& text, bool lenient)
+{
+    Loaded run;
+    kxIoDeviceByteContainerReadOnly device(text.data(), text.size());
+    kx::svg::LoadOptions options;
+    options.ignoreUnsupported = lenient;
+    run.ok = kx::svg::impl::LoadSvgDocument(
+        run.root, device, options, [&](const std::string& m) { run.messages.push_back("error: " + m); },
+        [&](const std::string& m) { run.messages.push_back("warning: " + m); });
+    return run;
+}
+
+GeneratedDocument::GeneratedDocument(std::string head, std::string element, std::size_t count, std::string tail)
+    : m_head(std::move(head)), m_element(std::move(element)), m_tail(std::move(tail)), m_remaining(count)
+{
+}
+
+int64_t GeneratedDocument::readBytes(void* buffer, int64_t count)
+{
+    largestRequest = std::max(largestRequest, count);
+    char* out = static_cast<char*>(buffer);
+    int64_t written = 0;
+    while (written < count) {
+        if (m_offset == m_pending.size()) {
+            m_offset = 0;
+            if (m_part == 0) {
+                m_pending = m_head;
+                m_part = 1;
+            } else if (m_part == 1 && m_remaining > 0) {
+                --m_remaining;
+                m_pending = m_element;
+            } else if (m_part == 1) {
+                m_pending = m_tail;
+                m_part = 2;
+            } else {
+                m_pending.clear();
+                m_part = 3;
+                break;
+            }
+        }
+        const std::size_t n = std::min<std::size_t>(static_cast<std::size_t>(count - written), m_pending.size() - m_offset);
+        std::memcpy(out + written, m_pending.data() + m_offset, n);
+        m_offset += n;
+        written += static_cast<int64_t>(n);
+    }
+    produced += written;
+    return written;
 }
 
 TempDir::TempDir()
@@ -79,16 +139,6 @@ void ExpectGolden(const std::string& actual, const std::string& path)
     EXPECT_EQ(actual, expected) << path;
 }
 
-bool readFile(const std::string& path, std::string& content)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    std::ostringstream buffer;
-    buffer << in.rdbuf();
-    content = buffer.str();
-    return true;
-}
-
 LogCapture::LogCapture()
 {
     kxLog::setSink([this](int level, const std::string& tag, const std::string& message) {
@@ -113,6 +163,61 @@ double FillArea(const kx::svg::SegmentedPrimitive& p)
         if (index >= p.trianglePoints.size()) return -1;
     }
     return kx::svg::FillArea(p);
+}
+
+bool InsideOutline(const kx::svg::SegmentedPrimitive& p, double px, double py, bool* nearEdge)
+{
+    bool inside = false;
+    auto edge = [&](const Wm4::Vector2<float>& a, const Wm4::Vector2<float>& b) {
+        const double ax = a.X(), ay = a.Y(), bx = b.X(), by = b.Y();
+        const double dx = bx - ax, dy = by - ay, len2 = dx * dx + dy * dy;
+        if (len2 > 0) {
+            double t = ((px - ax) * dx + (py - ay) * dy) / len2;
+            t = t < 0 ? 0 : (t > 1 ? 1 : t);
+            const double ex = ax + t * dx - px, ey = ay + t * dy - py;
+            if (ex * ex + ey * ey < 1e-6 * len2 + 1e-10) *nearEdge = true;
+        }
+        if ((ay > py) != (by > py) && ax + (py - ay) * dx / dy > px) inside = !inside;
+    };
+    const std::vector<unsigned int>& idx = p.lineIndices;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i + 1 < idx.size(); i += 2) {
+        edge(p.points[idx[i]], p.points[idx[i + 1]]);
+        const bool chainEnds = i + 2 >= idx.size() || idx[i + 2] != idx[i + 1];
+        if (chainEnds) {
+            if (idx[i + 1] != idx[start]) edge(p.points[idx[i + 1]], p.points[idx[start]]);
+            start = i + 2;
+        }
+    }
+    return inside;
+}
+
+int TrianglesCovering(const kx::svg::SegmentedPrimitive& p, double px, double py, bool* nearEdge)
+{
+    double minX = HUGE_VAL, minY = HUGE_VAL, maxX = -HUGE_VAL, maxY = -HUGE_VAL;
+    for (const auto& q : p.trianglePoints) {
+        minX = std::min(minX, double(q.X()));
+        maxX = std::max(maxX, double(q.X()));
+        minY = std::min(minY, double(q.Y()));
+        maxY = std::max(maxY, double(q.Y()));
+    }
+    const double eps = 1e-7 * (maxX - minX) * (maxY - minY);
+    int covered = 0;
+    for (std::size_t t = 0; t + 2 < p.triangleIndices.size(); t += 3) {
+        const auto& a = p.trianglePoints[p.triangleIndices[t]];
+        const auto& b = p.trianglePoints[p.triangleIndices[t + 1]];
+        const auto& c = p.trianglePoints[p.triangleIndices[t + 2]];
+        auto side = [&](const Wm4::Vector2<float>& u, const Wm4::Vector2<float>& v) {
+            return (double(v.X()) - u.X()) * (py - u.Y()) - (double(v.Y()) - u.Y()) * (px - u.X());
+        };
+        const double d1 = side(a, b), d2 = side(b, c), d3 = side(c, a);
+        if (std::fabs(d1) < eps || std::fabs(d2) < eps || std::fabs(d3) < eps) {
+            *nearEdge = true;
+            return 0;
+        }
+        if ((d1 > 0 && d2 > 0 && d3 > 0) || (d1 < 0 && d2 < 0 && d3 < 0)) ++covered;
+    }
+    return covered;
 }
 
 } // namespace kxtest

@@ -2,7 +2,11 @@
 #ifndef KX_TEST_SUPPORT_H
 #define KX_TEST_SUPPORT_H
 
+#include <kx/svg/Items.h>
 #include <kx/svg/SegmentedPrimitive.h>
+#include <kx/system/kxIoDevice.h>
+
+#include "CorpusFiles.h"
 
 #include <functional>
 #include <string>
@@ -10,9 +14,9 @@
 
 namespace kxtest {
 
-/// The folder of public SVG files used by end-to-end tests: $KXSVG_CORPUS
-/// when set, else ../shared/corpus beside the source tree. Empty when absent.
-std::string corpusDir();
+// The corpus folder and whole-file reading: one home, shared with the benchmarks.
+using kxcorpus::corpusDir;
+using kxcorpus::readFile;
 
 /// Every *.svg file below `dir`, sorted by path.
 std::vector<std::string> listSvgFiles(const std::string& dir);
@@ -41,8 +45,20 @@ inline double Cross(const Wm4::Vector2<float>& o, const Wm4::Vector2<float>& a, 
     return (double(a.X()) - o.X()) * (double(b.Y()) - o.Y()) - (double(a.Y()) - o.Y()) * (double(b.X()) - o.X());
 }
 
-/// Reads a whole file; returns false when it cannot be read.
-bool readFile(const std::string& path, std::string& content);
+
+/// What loading a text through the reader gave.
+struct Loaded {
+    bool ok = false;
+    kx::svg::ItemInterfacePointer<kx::svg::ItemInterface> root;
+    std::vector<std::string> messages; ///< "error: ..." and "warning: ...", in order
+};
+
+/// Loads `text` with the reader; `lenient` skips unsupported content with a warning.
+Loaded LoadText(const std::string& text, bool lenient = false);
+
+/// The corpus drawings (`corpusDir()` without its large/ benchmark inputs), sorted;
+/// with KXSVG_CORPUS_SAMPLE=N about N of them, evenly spread. Empty without a corpus.
+std::vector<std::string> corpusFiles();
 
 /// A fresh directory under the system's temporary folder, removed with its
 /// content when the object goes.
@@ -75,6 +91,34 @@ void ExpectGolden(const std::string& actual, const std::string& path);
 /// Sum of the (unsigned) areas of a primitive's fill triangles, in double
 /// precision; -1 (and a test failure) when an index is out of range.
 double FillArea(const kx::svg::SegmentedPrimitive& primitive);
+
+/// Even-odd membership of (x, y) in a primitive's outline, each chain closed
+/// from its last point back to its first as a fill closes open sub-paths.
+/// Sets *nearEdge when the point lies on the outline (within rounding).
+bool InsideOutline(const kx::svg::SegmentedPrimitive& primitive, double x, double y, bool* nearEdge);
+
+/// How many fill triangles of a primitive hold (x, y) strictly inside, in
+/// either orientation; sets *nearEdge when it lies on a triangle's side.
+int TrianglesCovering(const kx::svg::SegmentedPrimitive& primitive, double x, double y, bool* nearEdge);
+
+/// A byte source that writes `head`, `count` copies of `element`, then `tail`
+/// as it is read, so that a huge input needs no huge buffer in the test.
+class GeneratedDocument : public kxIoDevice {
+public:
+    GeneratedDocument(std::string head, std::string element, std::size_t count, std::string tail);
+    int64_t readBytes(void* buffer, int64_t count) override;
+    int64_t writeBytes(const void*, int64_t) override { return 0; }
+    bool isEndOfData() const override { return m_part == 3 && m_offset == m_pending.size(); }
+
+    int64_t produced = 0;       ///< bytes handed out so far
+    int64_t largestRequest = 0; ///< the largest read asked for
+
+private:
+    std::string m_head, m_element, m_tail, m_pending;
+    std::size_t m_remaining;
+    std::size_t m_offset = 0;
+    int m_part = 0; // 0 head pending, 1 elements, 2 tail given, 3 done
+};
 
 /// Captures log entries while alive and restores the default sink afterwards.
 class LogCapture {
