@@ -7,6 +7,8 @@
 #ifndef KX_BENCH_COMPARE_H
 #define KX_BENCH_COMPARE_H
 
+#include "Clock.h"
+
 #include <kx/svg/Items.h>
 #include <kx/svg/SegmentedPrimitive.h>
 
@@ -36,12 +38,6 @@ extern int gRounds;
 /// This program's own path, started again for fresh-process figures.
 extern std::string gSelf;
 
-/// CPU time of this process (s).
-double CpuSeconds();
-/// Wall-clock time (s, monotonic).
-double WallSeconds();
-/// Median of the values; 0 when empty.
-double Median(std::vector<double> v);
 /// Resident set of this process now (KiB).
 long CurrentRssKb();
 /// Peak resident set of this process (VmHWM, KiB).

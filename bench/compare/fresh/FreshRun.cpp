@@ -11,6 +11,8 @@
 // forked from as well (Linux keeps the larger of the two across exec), so
 // this runner stays small: it is started on its own, not forked from a
 // program that holds large inputs.
+#include "Clock.h"
+
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -24,20 +26,8 @@
 
 namespace {
 
-double WallSeconds()
-{
-    timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return double(ts.tv_sec) + 1e-9 * double(ts.tv_nsec);
-}
-
-double Median(std::vector<double> v)
-{
-    if (v.empty()) return 0.0;
-    std::sort(v.begin(), v.end());
-    const std::size_t n = v.size();
-    return n % 2 ? v[n / 2] : 0.5 * (v[n / 2 - 1] + v[n / 2]);
-}
+using kxcompare::Median;
+using kxcompare::WallSeconds;
 
 struct Program {
     std::vector<char*> argv; // the command, the file, then nullptr
