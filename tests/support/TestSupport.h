@@ -46,6 +46,11 @@ inline double Cross(const Wm4::Vector2<float>& o, const Wm4::Vector2<float>& a, 
 }
 
 
+/// Winding number of (px, py) over directed segments (index pairs into `points`),
+/// by a ray to +x; sets `near` when the point lies within `tolerance` of a segment.
+int WindingAt(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edges, double px,
+              double py, double tolerance, bool& near);
+
 /// What loading a text through the reader gave.
 struct Loaded {
     bool ok = false;
