@@ -83,173 +83,21 @@ std::string comparableText(const std::string& text)
     return replaceSpans(replaceSpans(text, "<!--Datetime : ", "-->", ""), "<style>", "</style>", "<style/>");
 }
 
-// Compares a loaded tree with its reloaded copy; numbers of `a` go through
-// the writer's rounding first. Differences are appended to `diffs`.
-class TreeComparer {
-public:
-    std::vector<std::string> diffs;
+// A tree as the writer would write its numbers, to compare a tree with its
+// reloaded copy; the style sheet legitimately grows on each save.
+std::string WrittenForm(const ItemInterface& root)
+{
+    return kxtest::DumpTree(&root, [](float v) { return floatToSvgNumber(v, SaveOptions()); }, false);
+}
 
-    void compare(const ItemInterface& a, const ItemInterface& b, const std::string& where)
-    {
-        if (a.getType() != b.getType()) return diff(where, "type");
-        if (a.getId() != b.getId()) diff(where, "id");
-        if (a.getTransform().has_value() != b.getTransform().has_value()) {
-            diff(where, "transform presence");
-        } else if (a.getTransform()) {
-            for (int r = 0; r < 2; ++r)
-                for (int c = 0; c < 3; ++c) number(where + " transform", (*a.getTransform())(r, c), (*b.getTransform())(r, c));
-        }
-        properties(where, a.getRenderingProperties(), b.getRenderingProperties());
-        switch (a.getType()) {
-        case ItemType::Document: {
-            const auto& da = static_cast<const Document&>(a);
-            const auto& db = static_cast<const Document&>(b);
-            if (da.getViewbox().has_value() != db.getViewbox().has_value()) {
-                diff(where, "viewBox presence");
-            } else if (da.getViewbox()) {
-                // Written as x y width height, read back as two corners.
-                const Wm4::Vector2<float> min(round(da.getViewbox()->getMinPoint().X()),
-                                              round(da.getViewbox()->getMinPoint().Y()));
-                const Wm4::Vector2<float> size(round(da.getViewbox()->getWidth()), round(da.getViewbox()->getHeight()));
-                point(where + " viewBox min", min, db.getViewbox()->getMinPoint(), false);
-                point(where + " viewBox max", min + size, db.getViewbox()->getMaxPoint(), false);
-            }
-            if (da.getStyle().has_value() != db.getStyle().has_value()) diff(where, "style presence");
-            children(static_cast<const Node&>(a), static_cast<const Node&>(b), where);
-            break;
-        }
-        case ItemType::Node:
-            children(static_cast<const Node&>(a), static_cast<const Node&>(b), where);
-            break;
-        case ItemType::Line: {
-            const auto& la = static_cast<const Line&>(a);
-            const auto& lb = static_cast<const Line&>(b);
-            point(where + " start", la.getStart(), lb.getStart());
-            point(where + " end", la.getEnd(), lb.getEnd());
-            break;
-        }
-        case ItemType::Rect: {
-            const auto& ra = static_cast<const Rect&>(a);
-            const auto& rb = static_cast<const Rect&>(b);
-            point(where + " position", ra.getPosition(), rb.getPosition());
-            point(where + " size", ra.getSize(), rb.getSize());
-            number(where + " rx", ra.getRx(), rb.getRx());
-            number(where + " ry", ra.getRy(), rb.getRy());
-            break;
-        }
-        case ItemType::Circle: {
-            const auto& ca = static_cast<const Circle&>(a);
-            const auto& cb = static_cast<const Circle&>(b);
-            point(where + " center", ca.getCenter(), cb.getCenter());
-            number(where + " r", ca.getRadius(), cb.getRadius());
-            break;
-        }
-        case ItemType::Path: {
-            const auto& pa = static_cast<const Path&>(a).getCommands();
-            const auto& pb = static_cast<const Path&>(b).getCommands();
-            if (pa.size() != pb.size()) return diff(where, "command count");
-            auto ib = pb.begin();
-            for (auto ia = pa.begin(); ia != pa.end(); ++ia, ++ib) {
-                if (ia->type != ib->type || ia->arguments.size() != ib->arguments.size())
-                    return diff(where, "command");
-                for (size_t i = 0; i < ia->arguments.size(); ++i)
-                    number(where + " d", ia->arguments[i], ib->arguments[i]);
-            }
-            break;
-        }
-        case ItemType::Text: {
-            const auto& ta = static_cast<const Text&>(a);
-            const auto& tb = static_cast<const Text&>(b);
-            point(where + " position", ta.getPosition(), tb.getPosition());
-            if (ta.getContent() != tb.getContent()) diff(where, "content");
-            if (ta.getFontFamily() != tb.getFontFamily()) diff(where, "font-family");
-            optionalNumber(where + " font-size", ta.getFontSize(), tb.getFontSize());
-            if (ta.getTextLength().has_value() != tb.getTextLength().has_value() ||
-                (ta.getTextLength() && (ta.getTextLength()->unit != tb.getTextLength()->unit)))
-                diff(where, "textLength");
-            else if (ta.getTextLength())
-                number(where + " textLength", ta.getTextLength()->value, tb.getTextLength()->value);
-            if (ta.getXmlSpacePreserve() != tb.getXmlSpacePreserve()) diff(where, "xml:space");
-            if (ta.getBold() != tb.getBold() || ta.getItalic() != tb.getItalic() || ta.getUnderline() != tb.getUnderline())
-                diff(where, "font flags");
-            break;
-        }
-        case ItemType::Image: {
-            const auto& ia = static_cast<const Image&>(a);
-            const auto& ib = static_cast<const Image&>(b);
-            point(where + " position", ia.getPosition(), ib.getPosition());
-            point(where + " size", ia.getSize(), ib.getSize());
-            if (ia.getHref() != ib.getHref()) diff(where, "href");
-            if (ia.getPreserveAspectRatio() != ib.getPreserveAspectRatio()) diff(where, "preserveAspectRatio");
-            break;
-        }
-        }
-    }
-
-private:
-    static float round(float v)
-    {
-        const std::string text = floatToSvgNumber(v, SaveOptions());
-        return std::strtof(text.c_str(), nullptr);
-    }
-
-    void diff(const std::string& where, const std::string& what) { diffs.push_back(where + ": " + what); }
-
-    void number(const std::string& where, float a, float b, bool rounding = true)
-    {
-        const float expected = rounding ? round(a) : a;
-        if (!(expected == b || (std::isnan(expected) && std::isnan(b))))
-            diff(where, floatToSvgNumber(expected, SaveOptions()) + " != " + floatToSvgNumber(b, SaveOptions()));
-    }
-    void point(const std::string& where, const Wm4::Vector2<float>& a, const Wm4::Vector2<float>& b,
-               bool rounding = true)
-    {
-        number(where, a.X(), b.X(), rounding);
-        number(where, a.Y(), b.Y(), rounding);
-    }
-    void optionalNumber(const std::string& where, const std::optional<float>& a, const std::optional<float>& b)
-    {
-        if (a.has_value() != b.has_value()) return diff(where, "presence");
-        if (a) number(where, *a, *b);
-    }
-
-    void properties(const std::string& where, const RenderingProperties& a, const RenderingProperties& b)
-    {
-        optionalNumber(where + " opacity", a.opacity, b.opacity);
-        optionalNumber(where + " stroke-width", a.strokeWidth, b.strokeWidth);
-        optionalNumber(where + " stroke-opacity", a.strokeOpacity, b.strokeOpacity);
-        optionalNumber(where + " fill-opacity", a.fillOpacity, b.fillOpacity);
-        if (a.stroke != b.stroke) diff(where, "stroke");
-        if (a.fill != b.fill) diff(where, "fill");
-        if (a.className != b.className) diff(where, "class");
-        if (a.strokeLinecap != b.strokeLinecap) diff(where, "stroke-linecap");
-        if (a.strokeLinejoin != b.strokeLinejoin) diff(where, "stroke-linejoin");
-        if (a.vectorEffect != b.vectorEffect) diff(where, "vector-effect");
-        if (a.strokeDasharray.has_value() != b.strokeDasharray.has_value() ||
-            (a.strokeDasharray && a.strokeDasharray->size() != b.strokeDasharray->size())) {
-            diff(where, "stroke-dasharray");
-        } else if (a.strokeDasharray) {
-            for (size_t i = 0; i < a.strokeDasharray->size(); ++i) {
-                if ((*a.strokeDasharray)[i].unit != (*b.strokeDasharray)[i].unit) diff(where, "dash unit");
-                number(where + " dash", (*a.strokeDasharray)[i].value, (*b.strokeDasharray)[i].value);
-            }
-        }
-    }
-
-    void children(const Node& a, const Node& b, const std::string& where)
-    {
-        if (a.getChildren().size() != b.getChildren().size()) return diff(where, "child count");
-        auto ib = b.getChildren().begin();
-        size_t index = 0;
-        for (auto ia = a.getChildren().begin(); ia != a.getChildren().end(); ++ia, ++ib, ++index) {
-            if (!*ia || !*ib) {
-                if (bool(*ia) != bool(*ib)) diff(where, "empty child");
-                continue;
-            }
-            compare(**ia, **ib, where + "/" + std::to_string(index));
-        }
-    }
-};
+// The first line in which two dumps differ, from each.
+std::string FirstDifference(const std::string& a, const std::string& b)
+{
+    std::istringstream ia(a), ib(b);
+    std::string la, lb;
+    while (std::getline(ia, la) && std::getline(ib, lb) && la == lb) {}
+    return la + " | " + lb;
+}
 
 // A failure reason without the values that vary from file to file.
 std::string reason(const std::string& message)
@@ -371,9 +219,8 @@ bool checkLoadAndRoundTrip(const std::string& file, const std::string& input, Ta
                 return false;
             continue;
         }
-        TreeComparer comparer;
-        comparer.compare(*first.root, *second.root, "");
-        if (!comparer.diffs.empty() && !report(tally, file, "the reloaded tree differs: " + comparer.diffs.front()))
+        const std::string before = WrittenForm(*first.root), after = WrittenForm(*second.root);
+        if (before != after && !report(tally, file, "the reloaded tree differs: " + FirstDifference(before, after)))
             return false;
         std::string savedAgain;
         EXPECT_TRUE(saveText(*second.root, savedAgain)) << file;

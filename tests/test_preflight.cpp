@@ -29,24 +29,6 @@ using namespace kx::svg::preflight;
 
 namespace {
 
-struct Strict {
-    bool ok = false;
-    std::vector<std::string> errors;
-    ItemInterfacePointer<ItemInterface> root;
-};
-
-Strict loadStrictly(const std::string& text)
-{
-    Strict run;
-    kxIoDeviceByteContainerReadOnly device(text.data(), text.size());
-    LoadOptions options;
-    options.ignoreUnsupported = false;
-    run.ok = impl::LoadSvgDocument(
-        run.root, device, options, [&](const std::string& m) { run.errors.push_back(m); },
-        [&](const std::string& m) { run.errors.push_back("warning: " + m); });
-    return run;
-}
-
 const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 // Preflight of a document whose output must load strictly.
@@ -55,8 +37,8 @@ std::string runPreflight(const std::string& svg, PreflightReport& report,
 {
     std::string out;
     EXPECT_TRUE(PreflightSvg(svg, options, out, report)) << report.toText();
-    const Strict load = loadStrictly(out);
-    EXPECT_TRUE(load.ok) << out << (load.errors.empty() ? "" : load.errors.front());
+    const kxtest::Loaded load = kxtest::LoadText(out);
+    EXPECT_TRUE(load.ok) << out << (load.messages.empty() ? "" : load.messages.front());
     return out;
 }
 
@@ -122,8 +104,8 @@ TEST(PreflightGolden, Cases)
         const bool ok = PreflightSvg(input, options, out, report);
         kxtest::ExpectGolden(out + "--\n" + report.toText(), base + ".out");
         if (!ok) continue;
-        const Strict load = loadStrictly(out);
-        EXPECT_TRUE(load.ok) << file << ": " << (load.errors.empty() ? out : load.errors.front());
+        const kxtest::Loaded load = kxtest::LoadText(out);
+        EXPECT_TRUE(load.ok) << file << ": " << (load.messages.empty() ? out : load.messages.front());
     }
 }
 
@@ -387,7 +369,7 @@ TEST(PreflightDocument, FilledPathsWhoseSubpathsCrossAreSplitIntoFillableGroups)
     PreflightOptions evenOdd;
     evenOdd.honorFillRule = false;
     PreflightReport report;
-    const Strict load = loadStrictly(runPreflight(doc("<path d=\"M0 0h4v4h-4z m2 2h4v4h-4z\"/>"
+    const kxtest::Loaded load = kxtest::LoadText(runPreflight(doc("<path d=\"M0 0h4v4h-4z m2 2h4v4h-4z\"/>"
                                                       "<path d=\"M0 0H8V8H0Z M2 2H4V4H2Z M6 6H10V10H6Z M20 20h1v1h-1z\"/>"),
                                                   report, evenOdd));
     ASSERT_TRUE(load.ok);
@@ -416,7 +398,7 @@ namespace {
 // Sum of the fill areas of a document loaded strictly and segmented with a fill rule.
 double documentFillArea(const std::string& svg, kx::TriangulationFillRule rule)
 {
-    const Strict load = loadStrictly(svg);
+    const kxtest::Loaded load = kxtest::LoadText(svg);
     EXPECT_TRUE(load.ok) << svg;
     if (!load.ok) return -1;
     SegmentationOptions options = SegmentationOptions::realSvg();
@@ -461,8 +443,8 @@ std::string preflightLoadSave(const std::string& svg)
     PreflightReport report;
     std::string out;
     if (!PreflightSvg(svg, PreflightOptions(), out, report)) return "preflight failed: " + report.toText();
-    const Strict load = loadStrictly(out);
-    if (!load.ok || !load.root) return "load failed: " + (load.errors.empty() ? out : load.errors.front());
+    const kxtest::Loaded load = kxtest::LoadText(out);
+    if (!load.ok || !load.root) return "load failed: " + (load.messages.empty() ? out : load.messages.front());
     std::string saved;
     kxIoDeviceByteContainerWriteOnly device(saved);
     SaveOptions options;
@@ -569,7 +551,7 @@ TEST(PreflightInput, MalformedAndHostileInputFailsCleanly)
     deepReferences.maxInlinedElements = 3000;
     ASSERT_TRUE(PreflightSvg(fan, deepReferences, out, report));
     EXPECT_GE(report.count(PreflightChange::Dropped, "use beyond the inlining limit"), 1u);
-    EXPECT_TRUE(loadStrictly(out).ok);
+    EXPECT_TRUE(kxtest::LoadText(out).ok);
 }
 
 TEST(PreflightInput, FilesOfTensOfMegabytesPassWithinOwnLimits)
@@ -586,7 +568,7 @@ TEST(PreflightInput, FilesOfTensOfMegabytesPassWithinOwnLimits)
     ASSERT_TRUE(PreflightSvg(big, PreflightOptions(), out, report)) << report.toText();
     const std::string tail = " h1 h1\"/>\n</svg>\n";
     EXPECT_EQ(out.substr(out.size() - tail.size()), tail);
-    EXPECT_TRUE(loadStrictly(out).ok);
+    EXPECT_TRUE(kxtest::LoadText(out).ok);
 
     // The limits that mode lifts are the pass's own, with their own messages.
     std::string deep = "<svg xmlns=\"http://www.w3.org/2000/svg\">";
@@ -645,8 +627,8 @@ TEST(PreflightInput, MutatedDocumentsEitherFailOrLoadStrictly)
             EXPECT_TRUE(out.empty());
             continue;
         }
-        const Strict load = loadStrictly(out);
-        EXPECT_TRUE(load.ok) << text << "\n" << out << (load.errors.empty() ? "" : load.errors.front());
+        const kxtest::Loaded load = kxtest::LoadText(out);
+        EXPECT_TRUE(load.ok) << text << "\n" << out << (load.messages.empty() ? "" : load.messages.front());
         ++loaded;
     }
     EXPECT_GT(failed, 0u);

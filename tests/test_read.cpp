@@ -58,125 +58,6 @@ const T& child(const ItemInterfacePointer<ItemInterface>& root, size_t index = 0
     return child<T>(*root, index);
 }
 
-std::string number(float v)
-{
-    if (v == 0.0f) v = 0.0f; // no "-0"
-    return kxStringUtils::fromFloatImpl(v, 9, 2);
-}
-
-// A compact text form of a tree, to pin whole results in golden files.
-void dump(const ItemInterface& item, int depth, std::ostringstream& out)
-{
-    static const char* names[] = {"svg", "g", "line", "rect", "circle", "path", "text", "image"};
-    out << std::string(size_t(depth) * 2, ' ') << names[int(item.getType())];
-    if (item.getId()) out << " id=" << *item.getId();
-    if (const auto& m = item.getTransform()) {
-        out << " transform=(";
-        for (int i = 0; i < 6; ++i) out << (i ? " " : "") << number((*m)(i % 2, i / 2));
-        out << ")";
-    }
-    const RenderingProperties& p = item.getRenderingProperties();
-    auto opt = [&](const char* name, const auto& value) {
-        if (value) out << " " << name << "=" << number(float(*value));
-    };
-    opt("opacity", p.opacity);
-    opt("stroke-width", p.strokeWidth);
-    opt("stroke-opacity", p.strokeOpacity);
-    if (p.stroke) out << " stroke=" << *p.stroke;
-    if (p.strokeLinecap) out << " linecap=" << int(*p.strokeLinecap);
-    if (p.strokeLinejoin) out << " linejoin=" << int(*p.strokeLinejoin);
-    if (p.strokeDasharray) {
-        out << " dasharray=[";
-        for (size_t i = 0; i < p.strokeDasharray->size(); ++i) {
-            std::string unit;
-            UnitToString((*p.strokeDasharray)[i].unit, unit, false);
-            out << (i ? " " : "") << number((*p.strokeDasharray)[i].value) << unit;
-        }
-        out << "]";
-    }
-    if (p.className) out << " class=" << *p.className;
-    if (p.fill) out << " fill=" << *p.fill;
-    opt("fill-opacity", p.fillOpacity);
-    if (p.vectorEffect) out << " vector-effect=" << int(*p.vectorEffect);
-    switch (item.getType()) {
-    case ItemType::Document: {
-        const auto& d = static_cast<const Document&>(item);
-        if (d.getViewbox())
-            out << " viewBox=(" << number(d.getViewbox()->getMinPoint().X()) << " "
-                << number(d.getViewbox()->getMinPoint().Y()) << " " << number(d.getViewbox()->getMaxPoint().X())
-                << " " << number(d.getViewbox()->getMaxPoint().Y()) << ")";
-        if (d.getStyle()) out << " style=[" << *d.getStyle() << "]";
-        break;
-    }
-    case ItemType::Line: {
-        const auto& l = static_cast<const Line&>(item);
-        out << " (" << number(l.getStart().X()) << " " << number(l.getStart().Y()) << ") (" << number(l.getEnd().X())
-            << " " << number(l.getEnd().Y()) << ")";
-        break;
-    }
-    case ItemType::Rect: {
-        const auto& r = static_cast<const Rect&>(item);
-        out << " (" << number(r.getPosition().X()) << " " << number(r.getPosition().Y()) << ") size ("
-            << number(r.getSize().X()) << " " << number(r.getSize().Y()) << ") r (" << number(r.getRx()) << " "
-            << number(r.getRy()) << ")";
-        break;
-    }
-    case ItemType::Circle: {
-        const auto& c = static_cast<const Circle&>(item);
-        out << " (" << number(c.getCenter().X()) << " " << number(c.getCenter().Y()) << ") r "
-            << number(c.getRadius());
-        break;
-    }
-    case ItemType::Path: {
-        out << " d=";
-        for (const auto& command : static_cast<const Path&>(item).getCommands()) {
-            out << "MmLlAaHhVvCcSsZ"[int(command.type)];
-            for (size_t i = 0; i < command.arguments.size(); ++i)
-                out << (i ? "," : "") << number(command.arguments[i]);
-        }
-        break;
-    }
-    case ItemType::Text: {
-        const auto& t = static_cast<const Text&>(item);
-        out << " (" << number(t.getPosition().X()) << " " << number(t.getPosition().Y()) << ")";
-        if (t.getFontFamily()) out << " font-family=" << *t.getFontFamily();
-        if (t.getFontSize()) out << " font-size=" << number(*t.getFontSize());
-        if (t.getTextLength()) {
-            std::string unit;
-            UnitToString(t.getTextLength()->unit, unit, false);
-            out << " textLength=" << number(t.getTextLength()->value) << unit;
-        }
-        if (t.getXmlSpacePreserve()) out << " preserve=" << *t.getXmlSpacePreserve();
-        if (t.getBold()) out << " bold=" << *t.getBold();
-        if (t.getItalic()) out << " italic=" << *t.getItalic();
-        if (t.getUnderline()) out << " underline=" << *t.getUnderline();
-        out << " content=[" << t.getContent() << "]";
-        break;
-    }
-    case ItemType::Image: {
-        const auto& i = static_cast<const Image&>(item);
-        out << " (" << number(i.getPosition().X()) << " " << number(i.getPosition().Y()) << ") size ("
-            << number(i.getSize().X()) << " " << number(i.getSize().Y()) << ") href=" << i.getHref();
-        if (i.getPreserveAspectRatio()) out << " aspect=" << int(*i.getPreserveAspectRatio());
-        break;
-    }
-    default:
-        break;
-    }
-    out << "\n";
-    if (item.getType() == ItemType::Node || item.getType() == ItemType::Document)
-        for (const auto& c : static_cast<const Node&>(item).getChildren())
-            if (c) dump(*c, depth + 1, out);
-}
-
-std::string dumpTree(const ItemInterfacePointer<ItemInterface>& root)
-{
-    if (!root) return "(no tree)\n";
-    std::ostringstream out;
-    dump(*root, 0, out);
-    return out.str();
-}
-
 // Handlers run on their own, without the XML layer.
 struct HandlerRun {
     std::vector<std::string> messages;
@@ -540,7 +421,7 @@ TEST(ReadLoaderEvents, RootsEndTagsAndDiagnostics)
         EXPECT_TRUE(loader.endElement("g"));
         EXPECT_TRUE(loader.endDocument());
         EXPECT_TRUE(loader.succeeded());
-        EXPECT_EQ(dumpTree(result), "g\n  rect id=a (0 0) size (1 1) r (0 0)\n  g\n    circle (0 0) r 0\n");
+        EXPECT_EQ(kxtest::DumpTree(result.get()), "g\n  rect id=a (0 0) size (1 1) r (0 0)\n  g\n    circle (0 0) r 0\n");
         EXPECT_TRUE(messages.empty());
     }
     {
@@ -666,7 +547,7 @@ std::string goldenText(const LoadRun& run)
 {
     std::string text = run.ok ? "true\n" : "false\n";
     for (const std::string& m : run.messages) text += m + "\n";
-    text += "--\n" + dumpTree(run.root);
+    text += "--\n" + kxtest::DumpTree(run.root.get());
     return text;
 }
 

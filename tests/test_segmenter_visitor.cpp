@@ -330,9 +330,8 @@ TEST(SegmenterVisitor, DefaultOptionsGiveTheOneArgumentOutput)
     kxtest::LogCapture log;
     std::string content;
     ASSERT_TRUE(kxtest::readFile(std::string(KXSVG_SOURCE_DIR) + "/examples/data/badge.svg", content));
-    kxIoDeviceByteContainerReadOnly device(content.data(), content.size());
-    ItemInterfacePointer<ItemInterface> badge;
-    ASSERT_TRUE(impl::LoadSvgDocument(badge, device, LoadOptions(), nullptr, nullptr));
+    const ItemInterfacePointer<ItemInterface> badge = kxtest::LoadText(content).root;
+    ASSERT_TRUE(badge);
     const Node& badgeRoot = dynamic_cast<const Node&>(*badge);
     const Document unfillable = DrawingWithUnfillableShapes();
     for (const Node* root : {&badgeRoot, static_cast<const Node*>(&unfillable)}) {

@@ -122,6 +122,7 @@ TEST(StrokeMesh, CapsJoinsDotsAndDashesCoverTheirExactArea)
         {"butt dot draws nothing", "M5 5 L5 5", {2, C::Butt, J::Miter, ""}, 0, 0},
         {"dashes cover 70 of 100", "M0 0 L100 0", {2, C::Butt, J::Miter, "10 5"}, 140, 0},
         {"percentage dashes", "M0 0 L100 0", {2, C::Butt, J::Miter, "10% 5%"}, 140, 0},
+        {"millimetre dashes: 96 of 100 drawn", "M0 0 L100 0", {2, C::Butt, J::Miter, "25.4mm 12.7mm"}, 192, 0},
         {"an odd dash count repeats", "M0 0 L100 0", {2, C::Butt, J::Miter, "10"}, 100, 0},
         {"zero dashes with round caps are dots", "M0 0 L100 0", {2, C::Round, J::Miter, "0 10"}, 11 * kPi,
          22 * kPi},

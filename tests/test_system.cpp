@@ -303,14 +303,6 @@ TEST(StringUtils, Utf8Validation)
     EXPECT_FALSE(kxStringUtils::IsUtf8String("ok\xe2\x82"));
 }
 
-TEST(StringUtils, ClassicLocales)
-{
-    ASSERT_NE(kxStringUtils::msCLocale, static_cast<locale_t>(nullptr));
-    char* end = nullptr;
-    EXPECT_EQ(strtof_l("1.5", &end, kxStringUtils::msCLocale), 1.5f);
-    EXPECT_EQ(kxStringUtils::msCplusLocale, std::locale::classic());
-}
-
 TEST(DirUtils, LastExtensionWithoutDot)
 {
     EXPECT_EQ(kxDirUtils::ExtractFileExtension("picture.svg", true, 1), "svg");

@@ -25,35 +25,9 @@ using Shape = kxtest::Outline;
 
 double cross(const Point& o, const Point& a, const Point& b) { return kxtest::Cross(o, a, b); }
 
-// Even-odd or non-zero membership of p, by casting a ray to +x over the segments.
-int windingAt(const Shape& s, double px, double py, bool* nearEdge) {
-    int winding = 0, crossings = 0;
-    for (std::size_t i = 0; i + 1 < s.edges.size(); i += 2) {
-        const Point& a = s.points[s.edges[i]];
-        const Point& b = s.points[s.edges[i + 1]];
-        const double ax = a.X(), ay = a.Y(), bx = b.X(), by = b.Y();
-        // Distance test so that samples on the boundary are ignored.
-        const double dx = bx - ax, dy = by - ay, len2 = dx * dx + dy * dy;
-        if (len2 > 0) {
-            double t = ((px - ax) * dx + (py - ay) * dy) / len2;
-            t = t < 0 ? 0 : (t > 1 ? 1 : t);
-            const double ex = ax + t * dx - px, ey = ay + t * dy - py;
-            if (ex * ex + ey * ey < 1e-8) *nearEdge = true;
-        }
-        if ((ay > py) != (by > py)) {
-            const double x = ax + (py - ay) * (bx - ax) / (by - ay);
-            if (x > px) {
-                ++crossings;
-                winding += (by > ay) ? 1 : -1;
-            }
-        }
-    }
-    (void)crossings;
-    return winding;
-}
-
+// Even-odd or non-zero membership of p; samples within 1e-4 of the outline set *nearEdge.
 bool insideByRule(const Shape& s, Rule rule, double px, double py, bool* nearEdge) {
-    const int w = windingAt(s, px, py, nearEdge);
+    const int w = kxtest::WindingAt(s.points, s.edges, px, py, 1e-4, *nearEdge);
     return rule == Rule::EvenOdd ? (w & 1) != 0 : w != 0;
 }
 

@@ -23,25 +23,7 @@ using Rule = kx::TriangulationFillRule;
 using Outline = kxtest::Outline;
 using kxtest::Cross;
 
-// Winding number of (px, py) over a list of directed segments, by a ray to +x;
-// `near` is set when the point lies within `tolerance` of a segment.
-int windingAt(const std::vector<Point>& pts, const std::vector<unsigned int>& edges, double px, double py,
-              double tolerance, bool& near) {
-    int winding = 0;
-    for (std::size_t i = 0; i + 1 < edges.size(); i += 2) {
-        const Point& a = pts[edges[i]];
-        const Point& b = pts[edges[i + 1]];
-        const double ax = a.X(), ay = a.Y(), bx = b.X(), by = b.Y();
-        const double dx = bx - ax, dy = by - ay, len2 = dx * dx + dy * dy;
-        if (len2 > 0) {
-            double t = ((px - ax) * dx + (py - ay) * dy) / len2;
-            t = t < 0 ? 0 : (t > 1 ? 1 : t);
-            if (std::hypot(ax + t * dx - px, ay + t * dy - py) < tolerance) near = true;
-        }
-        if ((ay > py) != (by > py) && ax + (py - ay) * dx / dy > px) winding += (by > ay) ? 1 : -1;
-    }
-    return winding;
-}
+using kxtest::WindingAt;
 
 bool inside(int winding, Rule rule) {
     return rule == Rule::EvenOdd ? (winding & 1) != 0 : winding != 0;
@@ -98,8 +80,8 @@ void checkFill(const Outline& o, Rule rule, const std::string& what, int samples
     for (int s = 0; s < samples; ++s) {
         const double px = ux(rng), py = uy(rng);
         bool near = false;
-        const bool in = inside(windingAt(o.points, o.edges, px, py, tolerance, near), rule);
-        const int ringWinding = windingAt(ringPoints, ringEdges, px, py, tolerance, near);
+        const bool in = inside(WindingAt(o.points, o.edges, px, py, tolerance, near), rule);
+        const int ringWinding = WindingAt(ringPoints, ringEdges, px, py, tolerance, near);
         int covered = 0;
         const Point p(static_cast<float>(px), static_cast<float>(py));
         for (std::size_t t = 0; t < ti.size(); t += 3) {

@@ -155,6 +155,25 @@ std::vector<std::string> LogCapture::messages() const
     return out;
 }
 
+int WindingAt(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edges, double px,
+              double py, double tolerance, bool& near)
+{
+    int winding = 0;
+    for (std::size_t i = 0; i + 1 < edges.size(); i += 2) {
+        const Wm4::Vector2<float>& a = points[edges[i]];
+        const Wm4::Vector2<float>& b = points[edges[i + 1]];
+        const double ax = a.X(), ay = a.Y(), bx = b.X(), by = b.Y();
+        const double dx = bx - ax, dy = by - ay, len2 = dx * dx + dy * dy;
+        if (len2 > 0) {
+            double t = ((px - ax) * dx + (py - ay) * dy) / len2;
+            t = t < 0 ? 0 : (t > 1 ? 1 : t);
+            if (std::hypot(ax + t * dx - px, ay + t * dy - py) < tolerance) near = true;
+        }
+        if ((ay > py) != (by > py) && ax + (py - ay) * dx / dy > px) winding += (by > ay) ? 1 : -1;
+    }
+    return winding;
+}
+
 double FillArea(const kx::svg::SegmentedPrimitive& p)
 {
     EXPECT_EQ(p.triangleIndices.size() % 3, 0u);

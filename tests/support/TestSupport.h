@@ -46,6 +46,21 @@ inline double Cross(const Wm4::Vector2<float>& o, const Wm4::Vector2<float>& a, 
 }
 
 
+/// Winding number of (px, py) over directed segments (index pairs into `points`),
+/// by a ray to +x; sets `near` when the point lies within `tolerance` of a segment.
+int WindingAt(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edges, double px,
+              double py, double tolerance, bool& near);
+
+/// Formats one number of a tree dump.
+using NumberText = std::function<std::string(float)>;
+
+/// A tree as text, one item a line indented by depth: type, id, transform,
+/// rendering properties and geometry. Numbers go through `number` (by default
+/// 9 significant digits, no "-0"); without `withStyle` a style sheet shows
+/// only as present. "(no tree)\n" for a null root.
+std::string DumpTree(const kx::svg::ItemInterface* root, const NumberText& number = NumberText(),
+                     bool withStyle = true);
+
 /// What loading a text through the reader gave.
 struct Loaded {
     bool ok = false;
