@@ -1,6 +1,8 @@
 // bench_triangulate.cpp - throughput of kx::TriangulatePoly on generated
 // polygons from 100 to 1,000,000 vertices. The "vertices/s" counter should
 // stay roughly flat as the size grows (near-linear total time).
+#include "Outline.h"
+
 #include <kx/svg/Triangulate.h>
 
 #include <benchmark/benchmark.h>
@@ -13,20 +15,7 @@ namespace {
 
 using Point = Wm4::Vector2<float>;
 
-struct Input {
-    std::vector<Point> points;
-    std::vector<unsigned int> edges;
-
-    void addChain(const std::vector<Point>& chain, bool reversed) {
-        const unsigned int base = static_cast<unsigned int>(points.size());
-        const std::size_t n = chain.size();
-        for (std::size_t i = 0; i < n; ++i) points.push_back(chain[reversed ? n - 1 - i : i]);
-        for (std::size_t i = 0; i < n; ++i) {
-            edges.push_back(base + static_cast<unsigned int>(i));
-            edges.push_back(base + static_cast<unsigned int>((i + 1) % n));
-        }
-    }
-};
+using Input = kxcorpus::Outline;
 
 std::vector<Point> circle(std::size_t n, double radius, std::mt19937* rng, double minRadius) {
     std::vector<Point> pts;

@@ -17,8 +17,6 @@ namespace {
 
 using Vec2 = Wm4::Vector2<float>;
 
-constexpr std::size_t kMaxPoints = 100000;
-constexpr std::size_t kMaxSubpaths = 256;
 // Areas closer than this share of the larger one count as the same fill
 // (the two boundaries round their crossing points independently).
 constexpr double kSameAreaShare = 1e-6;
@@ -136,7 +134,7 @@ struct Nesting {
 bool findNesting(const Path::Commands& commands, OutlineFlattener& flattener, Nesting& nesting)
 {
     std::vector<Subpath>& subpaths = nesting.subpaths;
-    if (!SplitIntoSubpaths(commands, subpaths) || subpaths.empty() || subpaths.size() > kMaxSubpaths) return false;
+    if (!SplitIntoSubpaths(commands, subpaths) || subpaths.empty() || subpaths.size() > kMaxRewriteSubpaths) return false;
     std::vector<Ring> rings(subpaths.size());
     for (std::size_t i = 0; i < subpaths.size(); ++i)
         if (!makeRing(flattener, subpaths[i], rings[i])) rings[i].direction = 0;
@@ -178,7 +176,7 @@ NonZeroRewrite NonZeroFillAsEvenOdd(const Path::Commands& commands, std::string&
     OutlineFlattener flattener;
     std::vector<Vec2> points;
     std::vector<unsigned int> indices;
-    if (!flattener.flatten(path, points, indices) || points.size() < 3 || points.size() > kMaxPoints)
+    if (!flattener.flatten(path, points, indices) || points.size() < 3 || points.size() > kMaxRewritePoints)
         return NonZeroRewrite::None;
 
     // An outline that crosses nowhere (it triangulates as it is) differs

@@ -13,8 +13,6 @@ namespace {
 
 using Vec2 = Wm4::Vector2<float>;
 
-constexpr std::size_t kMaxSubpaths = 256;
-constexpr std::size_t kMaxPoints = 100000;
 // Outline points flattened over all the fill tests of one path. A path whose
 // many large sub-paths all cross each other would otherwise cost a number of
 // tests that grows with the square of its sub-paths.
@@ -85,14 +83,14 @@ bool SplitCrossingSubpaths(const Path::Commands& commands, std::vector<std::stri
 {
     parts.clear();
     std::vector<Subpath> subpaths;
-    if (!SplitIntoSubpaths(commands, subpaths) || subpaths.size() < 2 || subpaths.size() > kMaxSubpaths) return false;
+    if (!SplitIntoSubpaths(commands, subpaths) || subpaths.size() < 2 || subpaths.size() > kMaxRewriteSubpaths) return false;
 
     FillTester tester;
     std::vector<const Subpath*> all;
     for (const auto& s : subpaths) all.push_back(&s);
     std::vector<Vec2> points;
     std::vector<unsigned int> indices;
-    if (!tester.outline(all, points, indices) || points.size() > kMaxPoints || tester.fills(points, indices))
+    if (!tester.outline(all, points, indices) || points.size() > kMaxRewritePoints || tester.fills(points, indices))
         return false;
 
     std::vector<Group> groups;

@@ -6,12 +6,18 @@
 
 #include <kx/svg/Items.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 namespace kx {
 namespace svg {
 namespace preflight {
+
+/// Limits of the fill-rule and crossing rewrites: a path with more sub-paths,
+/// or whose flattened outline has more points, is left as it is.
+constexpr std::size_t kMaxRewriteSubpaths = 256;
+constexpr std::size_t kMaxRewritePoints = 100000;
 
 /// The commands of one sub-path, opened by an absolute move-to.
 using Subpath = std::vector<Path::Command>;

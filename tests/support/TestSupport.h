@@ -7,6 +7,7 @@
 #include <kx/system/kxIoDevice.h>
 
 #include "CorpusFiles.h"
+#include "Outline.h"
 
 #include <functional>
 #include <string>
@@ -21,23 +22,7 @@ using kxcorpus::readFile;
 /// Every *.svg file below `dir`, sorted by path.
 std::vector<std::string> listSvgFiles(const std::string& dir);
 
-/// Closed chains of segments, as the triangulation takes them.
-struct Outline {
-    std::vector<Wm4::Vector2<float>> points;
-    std::vector<unsigned int> edges;
-
-    /// Appends a closed chain through the given points (in reverse order when `reversed`).
-    void addChain(const std::vector<Wm4::Vector2<float>>& chain, bool reversed = false)
-    {
-        const unsigned int base = static_cast<unsigned int>(points.size());
-        const std::size_t n = chain.size();
-        for (std::size_t i = 0; i < n; ++i) points.push_back(chain[reversed ? n - 1 - i : i]);
-        for (std::size_t i = 0; i < n; ++i) {
-            edges.push_back(base + static_cast<unsigned int>(i));
-            edges.push_back(base + static_cast<unsigned int>((i + 1) % n));
-        }
-    }
-};
+using kxcorpus::Outline;
 
 /// (a - o) x (b - o) in double: twice the signed area of the triangle o, a, b.
 inline double Cross(const Wm4::Vector2<float>& o, const Wm4::Vector2<float>& a, const Wm4::Vector2<float>& b)
