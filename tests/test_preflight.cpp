@@ -109,223 +109,87 @@ TEST(PreflightGolden, Cases)
     }
 }
 
-// ---------------------------------------------------------------- path data
+// ---------------------------------------------------------------- values
+// tests/data/preflight/values.txt holds one value a line, "<kind> <text>"
+// ("\\t", "\\r" and "\\n" stand for those characters); values.out holds each
+// line followed by what preflight makes of it. Every rewritten path must be
+// taken by the strict parser.
 
 namespace {
-std::string rewrite(const std::string& d, PathRewriteStats* statsOut = nullptr)
+
+std::string Unescape(const std::string& text)
 {
     std::string out;
-    PathRewriteStats stats;
-    const bool ok = RewritePathData(d, out, stats);
-    if (statsOut) *statsOut = stats;
-    if (!ok) return "<failed>";
-    std::list<Path::Command> commands;
-    std::string error;
-    EXPECT_TRUE(ConvertPathStringToCommands(out, commands, &error)) << out << " : " << error;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char next = i + 1 < text.size() ? text[i + 1] : '\0';
+        if (text[i] == '\\' && (next == 't' || next == 'r' || next == 'n')) {
+            out += next == 't' ? '\t' : next == 'r' ? '\r' : '\n';
+            ++i;
+        } else {
+            out += text[i];
+        }
+    }
     return out;
 }
 
-std::vector<float> strictNumbers(const std::string& d)
+std::string DescribeValue(const std::string& kind, const std::string& text)
 {
-    std::list<Path::Command> commands;
-    EXPECT_TRUE(ConvertPathStringToCommands(d, commands, nullptr)) << d;
-    std::vector<float> numbers;
-    for (const Path::Command& c : commands) {
-        numbers.push_back(float(int(c.type)));
-        numbers.insert(numbers.end(), c.arguments.begin(), c.arguments.end());
+    static const char* const kResults[] = {"kept", "converted", "approximated", "invalid"};
+    std::string out;
+    if (kind == "path") {
+        PathRewriteStats stats;
+        if (!RewritePathData(text, out, stats)) return "failed";
+        std::list<Path::Command> commands;
+        std::string error;
+        if (!ConvertPathStringToCommands(out, commands, &error)) return "not strict (" + error + "): " + out;
+        const std::pair<const char*, unsigned> counts[] = {{"quadratics", stats.quadratics},
+                                                           {"smooth after quadratic", stats.smoothAfterQuadratic},
+                                                           {"smooth reflections", stats.smoothReflections},
+                                                           {"arc radii enlarged", stats.arcRadiiEnlarged},
+                                                           {"truncated", stats.truncated ? 1u : 0u}};
+        for (const auto& [name, count] : counts)
+            if (count) out += std::string(" [") + name + " " + std::to_string(count) + "]";
+        return out;
     }
-    return numbers;
+    if (kind == "color") {
+        const ColorResult result = NormalizeColor(text, out);
+        return result == ColorResult::Invalid ? "invalid" : kResults[int(result)] + (" " + out);
+    }
+    if (kind == "length") { // percentages of 640
+        const LengthResult result = NormalizeLength(text, 640, out);
+        return result == LengthResult::Invalid ? "invalid" : kResults[int(result)] + (" " + out);
+    }
+    if (kind == "transform") return NormalizeTransform(text, out) ? out : "invalid";
+    if (kind == "viewbox") {
+        double box[4];
+        if (!NormalizeNumberList(text, 4, box, out)) return "invalid";
+        std::ostringstream values;
+        values << out << " = " << box[0] << " " << box[1] << " " << box[2] << " " << box[3];
+        return values.str();
+    }
+    if (kind == "lengths") {
+        std::vector<std::string_view> pieces;
+        if (!SplitLengthList(text, pieces)) return "invalid";
+        for (std::string_view piece : pieces) out += (out.empty() ? "" : " | ") + std::string(piece);
+        return out;
+    }
+    return "unknown kind";
 }
+
 } // namespace
 
-TEST(PreflightPath, SeparatorsFlagsAndNumbersKeepTheirText)
+TEST(PreflightValues, GoldenTable)
 {
-    EXPECT_EQ(rewrite("M 10,20 L 30,40, 50,60"), "M 10 20 L 30 40 50 60");
-    EXPECT_EQ(rewrite("M0 0a1 1 0 011 1"), "M 0 0 a 1 1 0 0 1 1 1");
-    EXPECT_EQ(rewrite("M0,0A5,5,0,1,0,10,0"), "M 0 0 A 5 5 0 1 0 10 0");
-    EXPECT_EQ(rewrite("M1.5.5L-1-2\tz"), "M 1.5 .5 L -1 -2 z");
-    EXPECT_EQ(rewrite("m1e2,+3E-1\r\nh.5v-.25"), "m 1e2 +3E-1 h .5 v -.25");
-    EXPECT_EQ(rewrite("M 1 2 3 4 5 6"), "M 1 2 L 3 4 5 6");
-    EXPECT_EQ(rewrite("m1 2 3 4"), "m 1 2 l 3 4");
-    EXPECT_EQ(rewrite("M0 0zm1 1z"), "M 0 0 z m 1 1 z");
-    EXPECT_EQ(rewrite("M0 0C1,2,3,4,5,6 7,8,9,10,11,12S1 2 3 4"), "M 0 0 C 1 2 3 4 5 6 7 8 9 10 11 12 S 1 2 3 4");
-    EXPECT_EQ(rewrite("  "), "<failed>");
-    EXPECT_EQ(rewrite("L 1 2"), "<failed>");
-}
-
-TEST(PreflightPath, QuadraticsBecomeExactCubics)
-{
-    PathRewriteStats stats;
-    // C1 = P0 + 2/3 (Q - P0), C2 = P3 + 2/3 (Q - P3).
-    EXPECT_EQ(rewrite("M0 0 Q 3 3 6 0", &stats), "M 0 0 C 2 2 4 2 6 0");
-    EXPECT_EQ(stats.quadratics, 1u);
-    EXPECT_EQ(rewrite("m0 0 q3 3 6 0"), "m 0 0 c 2 2 4 2 6 0");
-    EXPECT_EQ(rewrite("M3 0 q3 3 6 0"), "M 3 0 c 2 2 4 2 6 0");
-    // T reflects the previous quadratic control point (3,3) about (6,0): (9,-3).
-    EXPECT_EQ(rewrite("M0 0 Q3 3 6 0 T12 0", &stats), "M 0 0 C 2 2 4 2 6 0 C 8 -2 10 -2 12 0");
-    EXPECT_EQ(stats.quadratics, 2u);
-    EXPECT_EQ(rewrite("M0 0 Q3 3 6 0 t6 0"), "M 0 0 C 2 2 4 2 6 0 c 2 -2 4 -2 6 0");
-    // T without a quadratic before it has its control point on the current point: a straight cubic.
-    EXPECT_EQ(rewrite("M0 0 L 3 0 T 9 0"), "M 0 0 L 3 0 C 3 0 5 0 9 0");
-    // Several pairs after one Q letter.
-    EXPECT_EQ(rewrite("M0 0Q3 3 6 0 9-3 12 0"), "M 0 0 C 2 2 4 2 6 0 8 -2 10 -2 12 0");
-    // S after a quadratic starts at the current point, so it is written as a full cubic.
-    EXPECT_EQ(rewrite("M0 0 Q3 3 6 0 S 10 4 12 0", &stats), "M 0 0 C 2 2 4 2 6 0 C 6 0 10 4 12 0");
-    EXPECT_EQ(stats.smoothAfterQuadratic, 1u);
-    EXPECT_EQ(rewrite("M0 0 Q3 3 6 0 s4 4 6 0"), "M 0 0 C 2 2 4 2 6 0 c 0 0 4 4 6 0");
-    // The reader reflects the stored numbers of the previous cubic; only S after
-    // an absolute C or S gets the reflected point, so every other smooth cubic
-    // after a cubic carries its first control point.
-    EXPECT_EQ(rewrite("M0 0 C 0 10 10 10 10 0 S 20 -10 20 0 S 30 10 30 0", &stats),
-              "M 0 0 C 0 10 10 10 10 0 S 20 -10 20 0 S 30 10 30 0");
-    EXPECT_EQ(stats.smoothReflections, 0u);
-    EXPECT_EQ(rewrite("M0 0 c 0 10 10 10 10 0 s 10 -10 10 0 s 10 10 10 0", &stats),
-              "M 0 0 c 0 10 10 10 10 0 c 0 -10 10 -10 10 0 c 0 10 10 10 10 0");
-    EXPECT_EQ(stats.smoothReflections, 2u);
-    EXPECT_EQ(rewrite("M0 0 C 0 10 10 10 10 0 s 10 -10 10 0 S 30 10 30 0", &stats),
-              "M 0 0 C 0 10 10 10 10 0 c 0 -10 10 -10 10 0 C 20 10 30 10 30 0");
-    EXPECT_EQ(stats.smoothReflections, 2u);
-    EXPECT_EQ(rewrite("M0 0 L 5 5 S 1 2 3 4 c 1 1 2 2 3 3", &stats), "M 0 0 L 5 5 S 1 2 3 4 c 1 1 2 2 3 3");
-    EXPECT_EQ(stats.smoothReflections, 0u);
-    // Positions after H, V, arcs and close paths are followed for later quadratics.
-    EXPECT_EQ(rewrite("M1 1 h2 v2 H0 V0 Q3 3 6 0"), "M 1 1 h 2 v 2 H 0 V 0 C 2 2 4 2 6 0");
-    EXPECT_EQ(rewrite("M1 1 a1 1 0 0 0 2 0 Q3 3 6 0"), "M 1 1 a 1 1 0 0 0 2 0 C 3 2.3333333 4 2 6 0");
-    EXPECT_EQ(rewrite("M3 0 L 9 9 z q3 3 6 0"), "M 3 0 L 9 9 z c 2 2 4 2 6 0");
-    // Thirds that have no short decimal form are written with float precision.
-    EXPECT_EQ(rewrite("M0 0 Q1 1 2 0"), "M 0 0 C 0.6666667 0.6666667 1.3333334 0.6666667 2 0");
-}
-
-TEST(PreflightPath, ArcRadiiTooSmallForTheChordAreEnlarged)
-{
-    PathRewriteStats stats;
-    // A chord of 10 needs radius 5; SVG scales (1, 1) up, the reader would not.
-    EXPECT_EQ(rewrite("M0 0 A1 1 0 0 1 10 0", &stats), "M 0 0 A 5 5 0 0 1 10 0");
-    EXPECT_EQ(stats.arcRadiiEnlarged, 1u);
-    EXPECT_EQ(rewrite("M0 0 a2 1 90 1 0 0 8", &stats), "M 0 0 a 4 2 90 1 0 0 8");
-    EXPECT_EQ(stats.arcRadiiEnlarged, 1u);
-    // Radii that reach, zero radii and arcs that end where they start stay as written.
-    EXPECT_EQ(rewrite("M0 0 A5 5 0 0 1 10 0 a0 3 0 0 1 4 4 A1 1 0 0 1 14 4", &stats),
-              "M 0 0 A 5 5 0 0 1 10 0 a 0 3 0 0 1 4 4 A 1 1 0 0 1 14 4");
-    EXPECT_EQ(stats.arcRadiiEnlarged, 0u);
-}
-
-TEST(PreflightPath, ErrorsKeepWhatCameBefore)
-{
-    PathRewriteStats stats;
-    EXPECT_EQ(rewrite("M0 0 L10 10 L 5", &stats), "M 0 0 L 10 10");
-    EXPECT_TRUE(stats.truncated);
-    EXPECT_EQ(rewrite("M0 0 L1 1 X 2 2", &stats), "M 0 0 L 1 1");
-    EXPECT_TRUE(stats.truncated);
-    EXPECT_EQ(rewrite("M0 0 A 1 1 0 2 0 3 3", &stats), "M 0 0");
-    EXPECT_TRUE(stats.truncated);
-    EXPECT_EQ(rewrite("M0 0 z 1 2", &stats), "M 0 0 z");
-    EXPECT_TRUE(stats.truncated);
-    EXPECT_EQ(rewrite("M0 0 L1 1", &stats), "M 0 0 L 1 1");
-    EXPECT_FALSE(stats.truncated);
-}
-
-TEST(PreflightPath, PathsWithoutQuadraticsKeepExactlyTheSameNumbers)
-{
-    // Lenient spellings and their strict equivalents (written by hand): the
-    // numbers the strict parser reads from the rewrite are the same floats.
-    const std::pair<const char*, const char*> cases[] = {
-        {"M 0.1,0.2 L 0.3,0.4, 1e-7,3.4028234e38", "M 0.1 0.2 L 0.3 0.4 1e-7 3.4028234e38"},
-        {"m-.1-.2l.3.4.5.6", "m -.1 -.2 l .3 .4 .5 .6"},
-        {"M1 1a25 25 0 1050 0", "M 1 1 a 25 25 0 1 0 50 0"},
-        {"M1,1A 2.5,2.5 -30 0,1 2.25,2.75", "M 1 1 A 2.5 2.5 -30 0 1 2.25 2.75"},
-        {"M 16777217,0.30000001 C1,2,3,4,5,6", "M 16777217 0.30000001 C 1 2 3 4 5 6"},
-    };
-    for (const auto& c : cases) {
-        const std::string out = rewrite(c.first);
-        EXPECT_EQ(strictNumbers(out), strictNumbers(c.second)) << c.first;
+    const std::string base = std::string(KXSVG_TEST_DATA_DIR) + "/preflight/values";
+    std::string input, actual;
+    ASSERT_TRUE(kxtest::readFile(base + ".txt", input));
+    std::istringstream lines(input);
+    for (std::string line; std::getline(lines, line);) {
+        const size_t space = std::min(line.find(' '), line.size());
+        const std::string text = space < line.size() ? line.substr(space + 1) : std::string();
+        actual += line + "\n  -> " + DescribeValue(line.substr(0, space), Unescape(text)) + "\n";
     }
-}
-
-// ---------------------------------------------------------------- values
-
-TEST(PreflightValues, ColorsComeInReaderForms)
-{
-    std::string out;
-    EXPECT_EQ(NormalizeColor("#ABC", out), ColorResult::Kept);
-    EXPECT_EQ(out, "#ABC");
-    EXPECT_EQ(NormalizeColor("#11223344", out), ColorResult::Kept);
-    EXPECT_EQ(NormalizeColor(" red ", out), ColorResult::Converted);
-    EXPECT_EQ(out, "red");
-    EXPECT_EQ(NormalizeColor("DarkSlateGray", out), ColorResult::Converted);
-    EXPECT_EQ(out, "darkslategray");
-    EXPECT_EQ(NormalizeColor("transparent", out), ColorResult::Converted);
-    EXPECT_EQ(out, "none");
-    EXPECT_EQ(NormalizeColor("rgb(255,0,10)", out), ColorResult::Kept);
-    EXPECT_EQ(out, "rgb(255,0,10)");
-    // Percentages: the reader would truncate 100% to 254, so they are written as bytes.
-    EXPECT_EQ(NormalizeColor("rgb(100%, 0%, 20%)", out), ColorResult::Converted);
-    EXPECT_EQ(out, "#ff0033");
-    EXPECT_EQ(NormalizeColor("rgb(010,0,0)", out), ColorResult::Converted);
-    EXPECT_EQ(out, "#0a0000");
-    EXPECT_EQ(NormalizeColor("rgba(0,0,0,0.5)", out), ColorResult::Approximated);
-    EXPECT_EQ(out, "#00000080");
-    EXPECT_EQ(NormalizeColor("rgb(0 128 255 / 20%)", out), ColorResult::Converted);
-    EXPECT_EQ(out, "#0080ff33");
-    EXPECT_EQ(NormalizeColor("hsl(120, 100%, 50%)", out), ColorResult::Converted);
-    EXPECT_EQ(out, "#00ff00");
-    EXPECT_EQ(NormalizeColor("hsl(200deg 50% 40%)", out), ColorResult::Converted);
-    EXPECT_EQ(out, "#337799");
-    EXPECT_EQ(NormalizeColor("HSLA(1, 50%, 50%, 1)", out), ColorResult::Approximated);
-    EXPECT_EQ(out, "#bf4240");
-    for (const char* bad : {"", "#12", "#ggg", "blurple", "rgb(1,2)", "url(#a)", "rgb(1,2,3"})
-        EXPECT_EQ(NormalizeColor(bad, out), ColorResult::Invalid) << bad;
-}
-
-TEST(PreflightValues, LengthsInUserUnits)
-{
-    std::string out;
-    EXPECT_EQ(NormalizeLength("12.50", 100, out), LengthResult::Kept);
-    EXPECT_EQ(out, "12.50");
-    EXPECT_EQ(NormalizeLength("12.50px", 100, out), LengthResult::Converted);
-    EXPECT_EQ(out, "12.50");
-    EXPECT_EQ(NormalizeLength("1in", 100, out), LengthResult::Converted);
-    EXPECT_EQ(out, "96");
-    EXPECT_EQ(NormalizeLength("3pt", 100, out), LengthResult::Converted);
-    EXPECT_EQ(out, "4");
-    EXPECT_EQ(NormalizeLength("25.4mm", 100, out), LengthResult::Converted);
-    EXPECT_EQ(out, "96");
-    EXPECT_EQ(NormalizeLength("50%", 640, out), LengthResult::Approximated);
-    EXPECT_EQ(out, "320");
-    EXPECT_EQ(NormalizeLength("2em", 100, out), LengthResult::Approximated);
-    EXPECT_EQ(out, "32");
-    for (const char* bad : {"", "px", "12furlongs", "auto", "0x10"})
-        EXPECT_EQ(NormalizeLength(bad, 100, out), LengthResult::Invalid) << bad;
-}
-
-TEST(PreflightValues, TransformsAndListsInSvgNumberGrammar)
-{
-    const std::pair<const char*, const char*> transforms[] = {
-        {"translate(0-1036.36)", "translate(0 -1036.36)"},
-        {"matrix(1.42857 0 0 1.42857-163.67-235.91)", "matrix(1.42857 0 0 1.42857 -163.67 -235.91)"},
-        {" scale(.5.5)rotate(45,1e1,-2E-1) , skewX( +3 )", "scale(.5 .5) rotate(45 1e1 -2E-1) skewX(+3)"},
-        {"translate(1,,2)", nullptr},  {"translate(1,)", nullptr},  {"rotate(1 2)", nullptr},
-        {"matrix(1 2 3 4 5 6 7)", nullptr}, {"spin(1)", nullptr}, {"translate(1e999)", nullptr},
-        {"translate(1", nullptr},      {"translate(0x10)", nullptr},
-    };
-    for (const auto& [in, want] : transforms) {
-        std::string out;
-        EXPECT_EQ(NormalizeTransform(in, out), want != nullptr) << in;
-        if (want) {
-            EXPECT_EQ(out, want) << in;
-        }
-    }
-    double vb[4];
-    std::string out;
-    EXPECT_TRUE(NormalizeNumberList("-1-2.5.5,4e1", 4, vb, out));
-    EXPECT_EQ(out, "-1 -2.5 .5 4e1");
-    EXPECT_EQ(vb[2], 0.5);
-    EXPECT_FALSE(NormalizeNumberList("0 0 1", 4, vb, out));
-    EXPECT_FALSE(NormalizeNumberList("0 0 1 1,", 4, vb, out));
-    std::vector<std::string_view> pieces;
-    EXPECT_TRUE(SplitLengthList("5px,3-2.5%.5em", pieces));
-    EXPECT_EQ(pieces, (std::vector<std::string_view>{"5px", "3", "-2.5%", ".5em"}));
-    EXPECT_FALSE(SplitLengthList("5 px", pieces));
-
+    kxtest::ExpectGolden(actual, base + ".out");
 }
 
 TEST(PreflightValues, DeclarationsAndStyleSheets)
@@ -500,22 +364,9 @@ TEST(PreflightInput, MalformedAndHostileInputFailsCleanly)
         EXPECT_EQ(report.toText(), f.second);
     }
 
-    // Entity expansion bombs stop inside libxml2's limits; external entities are never read.
-    std::string bomb = "<?xml version=\"1.0\"?><!DOCTYPE svg [<!ENTITY a \"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\">";
-    char previous = 'a';
-    for (char name = 'b'; name <= 'k'; ++name) {
-        bomb += std::string("<!ENTITY ") + name + " \"";
-        for (int i = 0; i < 10; ++i) bomb += std::string("&") + previous + ";";
-        bomb += "\">";
-        previous = name;
-    }
-    bomb += "]><svg xmlns=\"http://www.w3.org/2000/svg\"><text>&k;</text></svg>";
+    // External parameter entities and DTDs are never read, even when they exist.
     std::string out;
     PreflightReport report;
-    EXPECT_FALSE(PreflightSvg(bomb, PreflightOptions(), out, report));
-    EXPECT_EQ(report.total(PreflightChange::Failed), 1u);
-
-    // Nor are external parameter entities or DTDs, even when they exist.
     const std::string dtd = testing::TempDir() + "preflight_leak.dtd";
     {
         FILE* f = std::fopen(dtd.c_str(), "w");
@@ -589,50 +440,6 @@ TEST(PreflightInput, FilesOfTensOfMegabytesPassWithinOwnLimits)
         EXPECT_FALSE(PreflightSvg(input, PreflightOptions(), out, report));
         EXPECT_EQ(report.toText(), message);
     }
-}
-
-TEST(PreflightInput, MutatedDocumentsEitherFailOrLoadStrictly)
-{
-    const std::string seed =
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" xmlns:xlink=\"http://www.w3.org/1999/xlink\" width=\"24\" "
-        "height=\"24\"><style>.a{fill:#0f0;stroke:currentColor}</style><defs><linearGradient id=\"g\"><stop "
-        "stop-color=\"red\"/></linearGradient><symbol id=\"s\" viewBox=\"0 0 2 2\"><circle r=\"1\" cx=\"1\" "
-        "cy=\"1\"/></symbol></defs><g color=\"blue\" style=\"opacity:.5;fill:url(#g)\" transform=\"rotate(5 1 1)\">"
-        "<path class=\"a\" d=\"M1,2Q3 4 5 6t7 8a1 1 0 011 1z\"/><ellipse rx=\"2\" ry=\"1\"/><polygon "
-        "points=\"1,2 3,4 5,6\"/><rect x=\"1\" width=\"4\" height=\"3\" rx=\"1\"/><use xlink:href=\"#s\" x=\"3\" "
-        "width=\"4\" height=\"4\"/><text x=\"1\">a<tspan>b</tspan></text></g></svg>";
-    uint32_t state = 12345;
-    auto next = [&state]() {
-        state = state * 1664525u + 1013904223u;
-        return state >> 8;
-    };
-    size_t failed = 0, loaded = 0;
-    for (int round = 0; round < 1500; ++round) {
-        std::string text = seed;
-        const int edits = 1 + int(next() % 4);
-        for (int k = 0; k < edits; ++k) {
-            const size_t at = next() % text.size();
-            switch (next() % 3) {
-            case 0: text[at] = static_cast<char>(next() & 0xff); break;
-            case 1: text.erase(at, 1 + next() % 8); break;
-            default: text.insert(at, 1, "<>\"&;#.-e01 ,QqAaZz%()"[next() % 22]); break;
-            }
-            if (text.empty()) text = "<";
-        }
-        std::string out;
-        PreflightReport report;
-        if (!PreflightSvg(text, PreflightOptions(), out, report)) {
-            ++failed;
-            EXPECT_EQ(report.total(PreflightChange::Failed), 1u) << text;
-            EXPECT_TRUE(out.empty());
-            continue;
-        }
-        const kxtest::Loaded load = kxtest::LoadText(out);
-        EXPECT_TRUE(load.ok) << text << "\n" << out << (load.messages.empty() ? "" : load.messages.front());
-        ++loaded;
-    }
-    EXPECT_GT(failed, 0u);
-    EXPECT_GT(loaded, 0u);
 }
 
 TEST(PreflightReportText, EntriesAreGroupedByKindAndCounted)

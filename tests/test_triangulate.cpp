@@ -20,16 +20,11 @@ namespace {
 
 using Point = Wm4::Vector2<float>;
 using Rule = kx::TriangulationFillRule;
+using kxtest::RegularPolygon;
 
 using Shape = kxtest::Outline;
 
 double cross(const Point& o, const Point& a, const Point& b) { return kxtest::Cross(o, a, b); }
-
-// Even-odd or non-zero membership of p; samples within 1e-4 of the outline set *nearEdge.
-bool insideByRule(const Shape& s, Rule rule, double px, double py, bool* nearEdge) {
-    const int w = kxtest::WindingAt(s.points, s.edges, px, py, 1e-4, *nearEdge);
-    return rule == Rule::EvenOdd ? (w & 1) != 0 : w != 0;
-}
 
 struct Result {
     bool ok = false;
@@ -43,86 +38,32 @@ Result triangulate(const Shape& s, Rule rule = Rule::EvenOdd, bool flag = true) 
     return r;
 }
 
-double scaleOf(const Point& a, const Point& b, const Point& c) {
-    const double s = std::max({std::fabs(a.X()), std::fabs(a.Y()), std::fabs(b.X()), std::fabs(b.Y()),
-                               std::fabs(c.X()), std::fabs(c.Y()), 1.0f});
-    return s * s;
+double areaOf(const Result& r) {
+    double area = 0;
+    for (std::size_t t = 0; t + 2 < r.indices.size(); t += 3)
+        area += 0.5 * cross(r.points[r.indices[t]], r.points[r.indices[t + 1]], r.points[r.indices[t + 2]]);
+    return area;
 }
 
-double triangleArea(const Result& r, std::size_t t) {
-    return 0.5 * cross(r.points[r.indices[t]], r.points[r.indices[t + 1]], r.points[r.indices[t + 2]]);
-}
-
-// Checks a successful triangulation against the input by independent means.
+// Checks a successful triangulation against the input by independent means:
+// every output vertex is an input vertex, and the shared cover check.
 // `expectedArea` < 0 means "do not compare the area".
 void checkFill(const Shape& s, const Result& r, Rule rule, double expectedArea, const std::string& what,
                int samples = 300) {
     SCOPED_TRACE(what);
     ASSERT_TRUE(r.ok);
-    ASSERT_EQ(r.indices.size() % 3, 0u);
-    // Every output vertex is an input vertex.
-    for (const Point& p : r.points) {
-        bool found = false;
-        for (const Point& q : s.points) {
-            if (q.X() == p.X() && q.Y() == p.Y()) {
-                found = true;
-                break;
-            }
-        }
-        ASSERT_TRUE(found) << p.X() << "," << p.Y();
-    }
-    double area = 0.0;
-    float minX = 1e30f, minY = 1e30f, maxX = -1e30f, maxY = -1e30f;
-    for (const Point& p : s.points) {
-        minX = std::min(minX, p.X());
-        maxX = std::max(maxX, p.X());
-        minY = std::min(minY, p.Y());
-        maxY = std::max(maxY, p.Y());
-    }
-    for (std::size_t t = 0; t < r.indices.size(); t += 3) {
-        ASSERT_LT(r.indices[t + 2], r.points.size());
-        const double a = triangleArea(r, t);
-        EXPECT_GT(a, 0.0) << "triangle " << t / 3 << " is not counter-clockwise";
-        area += a;
-        // The centroid lies in the filled area.
-        const Point& p0 = r.points[r.indices[t]];
-        const Point& p1 = r.points[r.indices[t + 1]];
-        const Point& p2 = r.points[r.indices[t + 2]];
-        const double cx = (double(p0.X()) + p1.X() + p2.X()) / 3, cy = (double(p0.Y()) + p1.Y() + p2.Y()) / 3;
-        bool near = false;
-        const bool in = insideByRule(s, rule, cx, cy, &near);
-        if (!near) {
-            EXPECT_TRUE(in) << "centroid of triangle " << t / 3 << " outside: " << cx << "," << cy;
-        }
-    }
+    for (const Point& p : r.points)
+        ASSERT_NE(std::find(s.points.begin(), s.points.end(), p), s.points.end()) << p.X() << "," << p.Y();
+    const double area = kxtest::CheckTriangleCover(s, rule, r.points, r.indices, samples);
     if (expectedArea >= 0.0) {
-        const double scale = std::max(1.0, double(maxX - minX) * double(maxY - minY));
-        EXPECT_NEAR(area, expectedArea, 1e-5 * scale);
-    }
-    // Sample points: covered by exactly one triangle inside, none outside.
-    std::mt19937 rng(12345);
-    std::uniform_real_distribution<double> ux(minX, maxX), uy(minY, maxY);
-    for (int i = 0; i < samples; ++i) {
-        const double px = ux(rng), py = uy(rng);
-        bool near = false;
-        const bool in = insideByRule(s, rule, px, py, &near);
-        int covered = 0;
-        for (std::size_t t = 0; t < r.indices.size(); t += 3) {
-            const Point& a = r.points[r.indices[t]];
-            const Point& b = r.points[r.indices[t + 1]];
-            const Point& c = r.points[r.indices[t + 2]];
-            const Point p(static_cast<float>(px), static_cast<float>(py));
-            const double d1 = cross(a, b, p), d2 = cross(b, c, p), d3 = cross(c, a, p);
-            const double eps = 1e-9 * scaleOf(a, b, c);
-            if (std::fabs(d1) < eps || std::fabs(d2) < eps || std::fabs(d3) < eps) {
-                near = true;
-                continue;
-            }
-            if (d1 > 0 && d2 > 0 && d3 > 0) ++covered;
+        float minX = 1e30f, minY = 1e30f, maxX = -1e30f, maxY = -1e30f;
+        for (const Point& p : s.points) {
+            minX = std::min(minX, p.X());
+            maxX = std::max(maxX, p.X());
+            minY = std::min(minY, p.Y());
+            maxY = std::max(maxY, p.Y());
         }
-        if (near) continue;
-        EXPECT_EQ(covered, in ? 1 : 0) << "sample " << px << "," << py;
-        if (::testing::Test::HasFailure()) return;
+        EXPECT_NEAR(area, expectedArea, 1e-5 * std::max(1.0, double(maxX - minX) * double(maxY - minY)));
     }
 }
 
@@ -131,15 +72,6 @@ void checkFill(const Shape& s, const Result& r, Rule rule, double expectedArea, 
 namespace {
 
 // ---------------------------------------------------------------- generators
-
-std::vector<Point> regular(int n, double cx, double cy, double radius, double phase = 0.0) {
-    std::vector<Point> pts;
-    for (int i = 0; i < n; ++i) {
-        const double a = phase + 2 * M_PI * i / n;
-        pts.emplace_back(static_cast<float>(cx + radius * std::cos(a)), static_cast<float>(cy + radius * std::sin(a)));
-    }
-    return pts;
-}
 
 std::vector<Point> rect(double x0, double y0, double x1, double y1) {
     return {Point(float(x0), float(y0)), Point(float(x1), float(y0)), Point(float(x1), float(y1)),
@@ -260,7 +192,7 @@ TEST(TriangulatePoly, BasicShapes) {
     // A convex polygon with n vertices gives n - 2 triangles.
     for (int n : {5, 8, 33, 100}) {
         Shape poly;
-        poly.addChain(regular(n, 10, -5, 7));
+        poly.addChain(RegularPolygon(n, 10, -5, 7));
         r = triangulate(poly);
         checkFill(poly, r, Rule::EvenOdd, shoelace(poly.points), "regular " + std::to_string(n));
         EXPECT_EQ(r.indices.size(), 3u * (n - 2));
@@ -350,7 +282,7 @@ TEST(TriangulatePoly, CrossingOutlinesAreRefused) {
     EXPECT_FALSE(triangulate(two).ok);
     // A star polygon {5/2} crosses itself five times.
     Shape star;
-    std::vector<Point> pentagon = regular(5, 0, 0, 10);
+    std::vector<Point> pentagon = RegularPolygon(5, 0, 0, 10);
     star.addChain({pentagon[0], pentagon[2], pentagon[4], pentagon[1], pentagon[3]});
     EXPECT_FALSE(triangulate(star).ok);
     // A long polygon with one crossing far from the start.
@@ -393,7 +325,7 @@ TEST(TriangulatePoly, PolygonsWithHoles) {
                     area -= std::fabs(shoelace(rect(x0, y0, x0 + w, y0 + h)));
                 } else {
                     const std::vector<Point> hole =
-                        regular(3 + int(rng() % 9), x0 + 3, y0 + 3, 2.4, static_cast<double>(rng() % 100) * 0.1);
+                        RegularPolygon(3 + int(rng() % 9), x0 + 3, y0 + 3, 2.4, static_cast<double>(rng() % 100) * 0.1);
                     s.addChain(hole, rng() % 2 == 0);
                     area -= std::fabs(shoelace(hole));
                 }
@@ -508,9 +440,7 @@ TEST(TriangulatePoly, OpenChainsAreClosed) {
     open.edges = {0, 1, 1, 2, 2, 3};
     Result r = triangulate(open);
     ASSERT_TRUE(r.ok);
-    double area = 0;
-    for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
-    EXPECT_DOUBLE_EQ(area, 4.0);
+    EXPECT_DOUBLE_EQ(areaOf(r), 4.0);
 
     // An open chain next to a closed one.
     Shape mixed;
@@ -520,9 +450,7 @@ TEST(TriangulatePoly, OpenChainsAreClosed) {
     for (unsigned int i : {0u, 1u, 1u, 2u}) mixed.edges.push_back(base + i);
     r = triangulate(mixed);
     ASSERT_TRUE(r.ok);
-    area = 0;
-    for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
-    EXPECT_DOUBLE_EQ(area, 1.0 + 4.5);
+    EXPECT_DOUBLE_EQ(areaOf(r), 1.0 + 4.5);
 
     // A chain whose end misses its start by a hair (rounded relative path
     // data): its last side crosses the first one right next to the start.
@@ -532,9 +460,7 @@ TEST(TriangulatePoly, OpenChainsAreClosed) {
     nearly.edges = {0, 1, 1, 2, 2, 3, 3, 4};
     r = triangulate(nearly);
     ASSERT_TRUE(r.ok);
-    area = 0;
-    for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
-    EXPECT_DOUBLE_EQ(area, 100.0);
+    EXPECT_DOUBLE_EQ(areaOf(r), 100.0);
     // Ends farther apart than a thousandth of the extent keep their closing side,
     // and here it crosses the first side: refused.
     nearly.points[4] = Point(0.5f, -0.5f);
@@ -577,7 +503,7 @@ TEST(TriangulatePoly, IsReproducible) {
     std::mt19937 rng(3);
     Shape s;
     s.addChain(randomStar(rng, 200, 10, 20));
-    s.addChain(regular(12, 0, 0, 4));
+    s.addChain(RegularPolygon(12, 0, 0, 4));
     const Result a = triangulate(s), b = triangulate(s);
     ASSERT_TRUE(a.ok);
     EXPECT_EQ(a.indices, b.indices);
@@ -589,7 +515,7 @@ TEST(TriangulatePoly, LargeInputs) {
     // A disc with 400 square holes and a 20,000-vertex star: checked by area only
     // (sampling is quadratic) plus a light sample.
     Shape disc;
-    disc.addChain(regular(256, 0, 0, 1000));
+    disc.addChain(RegularPolygon(256, 0, 0, 1000));
     double area = std::fabs(shoelace(disc.points));
     for (int i = 0; i < 20; ++i)
         for (int j = 0; j < 20; ++j) {
@@ -605,9 +531,7 @@ TEST(TriangulatePoly, LargeInputs) {
     star.addChain(randomStar(rng, 20000, 100, 200));
     r = triangulate(star);
     ASSERT_TRUE(r.ok);
-    double sum = 0;
-    for (std::size_t t = 0; t < r.indices.size(); t += 3) sum += triangleArea(r, t);
-    EXPECT_NEAR(sum, std::fabs(shoelace(star.points)), 1e-6 * sum);
+    EXPECT_NEAR(areaOf(r), std::fabs(shoelace(star.points)), 1e-6 * areaOf(r));
     EXPECT_EQ(r.indices.size(), 3u * (20000 - 2));
 }
 
@@ -679,11 +603,10 @@ TEST(TriangulatePoly, ScaleAndOffsetDoNotMatter) {
                 pts.emplace_back(static_cast<float>(p.X() * scale + offset * scale),
                                  static_cast<float>(p.Y() * scale - offset * scale));
             s.addChain(pts);
-            s.addChain(regular(7, offset * scale, -offset * scale, 10 * scale), true);
+            s.addChain(RegularPolygon(7, offset * scale, -offset * scale, 10 * scale), true);
             const Result r = triangulate(s);
             ASSERT_TRUE(r.ok) << scale << " " << offset;
-            double area = 0;
-            for (std::size_t t = 0; t < r.indices.size(); t += 3) area += triangleArea(r, t);
+            const double area = areaOf(r);
             const double expected = std::fabs(shoelace(pts)) - std::fabs(shoelace(s.points.size() > 40 ?
                 std::vector<Point>(s.points.begin() + 40, s.points.end()) : std::vector<Point>()));
             EXPECT_NEAR(area / (scale * scale), expected / (scale * scale), 1e-3 * expected / (scale * scale))

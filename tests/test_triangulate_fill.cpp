@@ -19,6 +19,7 @@ namespace {
 
 using Point = Wm4::Vector2<float>;
 using Rule = kx::TriangulationFillRule;
+using kxtest::RegularPolygon;
 
 using Outline = kxtest::Outline;
 using kxtest::Cross;
@@ -29,7 +30,9 @@ bool inside(int winding, Rule rule) {
     return rule == Rule::EvenOdd ? (winding & 1) != 0 : winding != 0;
 }
 
-// Fills and bounds the outline under `rule` and checks both by independent means.
+// Fills and bounds the outline under `rule` and checks both by independent
+// means: the triangles by the shared cover check and the scan-line area, the
+// rings by their area and by a winding of exactly one inside, none outside.
 void checkFill(const Outline& o, Rule rule, const std::string& what, int samples = 60) {
     SCOPED_TRACE(what + (rule == Rule::EvenOdd ? " even-odd" : " non-zero"));
     kx::FillOptions options;
@@ -50,63 +53,32 @@ void checkFill(const Outline& o, Rule rule, const std::string& what, int samples
     }
     const double extent = std::max(double(maxX - minX), double(maxY - minY));
     const double expected = kxfuzz::coveredArea(o.points, o.edges, rule);
-    double area = 0.0;
-    for (std::size_t t = 0; t < ti.size(); t += 3) {
-        const double a = 0.5 * Cross(tp[ti[t]], tp[ti[t + 1]], tp[ti[t + 2]]);
-        ASSERT_GT(a, 0.0) << "triangle " << t / 3 << " is not counter-clockwise";
-        area += a;
-    }
-    EXPECT_NEAR(area, expected, 1e-5 * extent * extent);
+    EXPECT_NEAR(kxtest::CheckTriangleCover(o, rule, tp, ti, samples), expected, 1e-5 * extent * extent);
+    if (::testing::Test::HasFailure()) return;
 
-    // The rings enclose the same area, and count it once whatever the rule.
-    std::vector<Point> ringPoints;
-    std::vector<unsigned int> ringEdges;
+    Outline boundary;
     double ringArea = 0.0;
     for (const kx::FillRing& ring : rings) {
         ASSERT_GE(ring.size(), 3u);
-        const unsigned int base = static_cast<unsigned int>(ringPoints.size());
-        for (std::size_t i = 0; i < ring.size(); ++i) {
-            ringPoints.push_back(ring[i]);
-            ringEdges.push_back(base + static_cast<unsigned int>(i));
-            ringEdges.push_back(base + static_cast<unsigned int>((i + 1) % ring.size()));
-            ringArea += 0.5 * Cross(Point(0, 0), ring[i], ring[(i + 1) % ring.size()]);
-        }
+        boundary.addChain(ring);
+        for (std::size_t i = 0; i < ring.size(); ++i) ringArea += 0.5 * Cross(Point(0, 0), ring[i], ring[(i + 1) % ring.size()]);
     }
     EXPECT_NEAR(ringArea, expected, 1e-5 * extent * extent);
-
     std::mt19937 rng(97);
     std::uniform_real_distribution<double> ux(minX, maxX), uy(minY, maxY);
-    const double tolerance = 1e-4 * extent;
     for (int s = 0; s < samples; ++s) {
         const double px = ux(rng), py = uy(rng);
         bool near = false;
-        const bool in = inside(WindingAt(o.points, o.edges, px, py, tolerance, near), rule);
-        const int ringWinding = WindingAt(ringPoints, ringEdges, px, py, tolerance, near);
-        int covered = 0;
-        const Point p(static_cast<float>(px), static_cast<float>(py));
-        for (std::size_t t = 0; t < ti.size(); t += 3) {
-            const double d1 = Cross(tp[ti[t]], tp[ti[t + 1]], p), d2 = Cross(tp[ti[t + 1]], tp[ti[t + 2]], p),
-                         d3 = Cross(tp[ti[t + 2]], tp[ti[t]], p);
-            if (d1 > 0 && d2 > 0 && d3 > 0) ++covered;
-        }
+        const bool in = inside(WindingAt(o.points, o.edges, px, py, 1e-4 * extent, near), rule);
+        const int ringWinding = WindingAt(boundary.points, boundary.edges, px, py, 1e-4 * extent, near);
         if (near) continue;
-        ASSERT_EQ(covered, in ? 1 : 0) << "sample " << px << "," << py;
         ASSERT_EQ(ringWinding, in ? 1 : 0) << "ring winding at " << px << "," << py;
     }
 }
 
-std::vector<Point> circle(int n, double cx, double cy, double r, double phase = 0.0) {
-    std::vector<Point> pts;
-    for (int i = 0; i < n; ++i) {
-        const double a = phase + 2 * M_PI * i / n;
-        pts.emplace_back(static_cast<float>(cx + r * std::cos(a)), static_cast<float>(cy + r * std::sin(a)));
-    }
-    return pts;
-}
-
 // The star polygon {n/k}: every k-th point of a regular n-gon.
 Outline star(int n, int k, double phase) {
-    const std::vector<Point> ring = circle(n, 0, 0, 100, phase);
+    const std::vector<Point> ring = RegularPolygon(n, 0, 0, 100, phase);
     std::vector<Point> pts;
     int i = 0;
     do {
@@ -133,10 +105,10 @@ TEST(TriangulateFill, StarsBowTiesAndRings) {
         // Rings overlapping in both directions, and a ring inside a ring.
         for (int reversed = 0; reversed < 2; ++reversed) {
             Outline rings;
-            rings.addChain(circle(40, 0, 0, 10));
-            rings.addChain(circle(40, 7, 1, 10), reversed != 0);
-            rings.addChain(circle(40, 3, 8, 6, 0.2), reversed != 0);
-            rings.addChain(circle(17, 0, 0, 3));
+            rings.addChain(RegularPolygon(40, 0, 0, 10));
+            rings.addChain(RegularPolygon(40, 7, 1, 10), reversed != 0);
+            rings.addChain(RegularPolygon(40, 3, 8, 6, 0.2), reversed != 0);
+            rings.addChain(RegularPolygon(17, 0, 0, 3));
             checkFill(rings, rule, "rings " + std::to_string(reversed));
         }
     }
@@ -157,7 +129,7 @@ TEST(TriangulateFill, DegenerateContacts) {
         checkFill(through, rule, "segment through a vertex");
         // Many segments through one point: diameters of a circle joined at alternate ends.
         Outline fan;
-        const std::vector<Point> half = circle(64, 0, 0, 50, 0.01);
+        const std::vector<Point> half = RegularPolygon(64, 0, 0, 50, 0.01);
         std::vector<Point> pts;
         for (int i = 0; i < 32; ++i) {
             pts.push_back(half[i]);

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 
 #include <stdlib.h>
@@ -172,6 +173,78 @@ int WindingAt(const std::vector<Wm4::Vector2<float>>& points, const std::vector<
         if ((ay > py) != (by > py) && ax + (py - ay) * dx / dy > px) winding += (by > ay) ? 1 : -1;
     }
     return winding;
+}
+
+std::vector<Wm4::Vector2<float>> RegularPolygon(int n, double cx, double cy, double radius, double phase)
+{
+    std::vector<Wm4::Vector2<float>> points;
+    for (int i = 0; i < n; ++i) {
+        const double a = phase + 2 * M_PI * i / n;
+        points.emplace_back(static_cast<float>(cx + radius * std::cos(a)), static_cast<float>(cy + radius * std::sin(a)));
+    }
+    return points;
+}
+
+double CheckTriangleCover(const Outline& outline, kx::TriangulationFillRule rule,
+                          const std::vector<Wm4::Vector2<float>>& triangles, const std::vector<unsigned int>& indices,
+                          int samples)
+{
+    using Point = Wm4::Vector2<float>;
+    EXPECT_EQ(indices.size() % 3, 0u);
+    for (unsigned int index : indices) {
+        EXPECT_LT(index, triangles.size());
+        if (index >= triangles.size()) return -1;
+    }
+    double minX = HUGE_VAL, minY = HUGE_VAL, maxX = -HUGE_VAL, maxY = -HUGE_VAL;
+    for (const Point& p : outline.points) {
+        minX = std::min(minX, double(p.X()));
+        maxX = std::max(maxX, double(p.X()));
+        minY = std::min(minY, double(p.Y()));
+        maxY = std::max(maxY, double(p.Y()));
+    }
+    const double tolerance = 1e-4 * std::max({maxX - minX, maxY - minY, 1.0});
+    auto filled = [&](double x, double y, bool& near) {
+        const int winding = WindingAt(outline.points, outline.edges, x, y, tolerance, near);
+        return rule == kx::TriangulationFillRule::EvenOdd ? (winding & 1) != 0 : winding != 0;
+    };
+    double area = 0.0;
+    for (std::size_t t = 0; t + 2 < indices.size(); t += 3) {
+        const Point& a = triangles[indices[t]];
+        const Point& b = triangles[indices[t + 1]];
+        const Point& c = triangles[indices[t + 2]];
+        const double twice = Cross(a, b, c);
+        EXPECT_GT(twice, 0.0) << "triangle " << t / 3 << " is not counter-clockwise";
+        area += 0.5 * twice;
+        const double cx = (double(a.X()) + b.X() + c.X()) / 3, cy = (double(a.Y()) + b.Y() + c.Y()) / 3;
+        bool near = false;
+        const bool in = filled(cx, cy, near);
+        EXPECT_TRUE(in || near) << "centroid of triangle " << t / 3 << " outside: " << cx << "," << cy;
+        if (::testing::Test::HasFailure()) return area;
+    }
+    std::mt19937 rng(12345);
+    std::uniform_real_distribution<double> ux(minX, maxX), uy(minY, maxY);
+    for (int i = 0; i < samples; ++i) {
+        const double px = ux(rng), py = uy(rng);
+        bool near = false;
+        const bool in = filled(px, py, near);
+        const Point p(static_cast<float>(px), static_cast<float>(py));
+        int covered = 0;
+        for (std::size_t t = 0; t + 2 < indices.size() && !near; t += 3) {
+            const Point& a = triangles[indices[t]];
+            const Point& b = triangles[indices[t + 1]];
+            const Point& c = triangles[indices[t + 2]];
+            const double d1 = Cross(a, b, p), d2 = Cross(b, c, p), d3 = Cross(c, a, p);
+            const double scale = std::max({std::fabs(a.X()), std::fabs(a.Y()), std::fabs(b.X()), std::fabs(b.Y()),
+                                           std::fabs(c.X()), std::fabs(c.Y()), 1.0f});
+            const double eps = 1e-9 * scale * scale;
+            if (std::fabs(d1) < eps || std::fabs(d2) < eps || std::fabs(d3) < eps) near = true;
+            else if (d1 > 0 && d2 > 0 && d3 > 0) ++covered;
+        }
+        if (near) continue;
+        EXPECT_EQ(covered, in ? 1 : 0) << "sample " << px << "," << py;
+        if (::testing::Test::HasFailure()) return area;
+    }
+    return area;
 }
 
 double FillArea(const kx::svg::SegmentedPrimitive& p)

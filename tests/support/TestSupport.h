@@ -4,6 +4,7 @@
 
 #include <kx/svg/Items.h>
 #include <kx/svg/SegmentedPrimitive.h>
+#include <kx/svg/Triangulate.h>
 #include <kx/system/kxIoDevice.h>
 
 #include "CorpusFiles.h"
@@ -35,6 +36,19 @@ inline double Cross(const Wm4::Vector2<float>& o, const Wm4::Vector2<float>& a, 
 /// by a ray to +x; sets `near` when the point lies within `tolerance` of a segment.
 int WindingAt(const std::vector<Wm4::Vector2<float>>& points, const std::vector<unsigned int>& edges, double px,
               double py, double tolerance, bool& near);
+
+/// The n corners of a regular polygon, counter-clockwise from angle `phase`.
+std::vector<Wm4::Vector2<float>> RegularPolygon(int n, double cx, double cy, double radius, double phase = 0.0);
+
+/// Checks triangles (`indices` into `triangles`) against the outline they fill
+/// under `rule`, by means independent of the triangulation: indices in range,
+/// every triangle counter-clockwise with its centroid in the fill, and
+/// `samples` random points of the outline's box covered by exactly one
+/// triangle where the rule fills and by none elsewhere (points within 1e-4 of
+/// the extent from an edge are skipped). Returns the triangles' total area.
+double CheckTriangleCover(const Outline& outline, kx::TriangulationFillRule rule,
+                          const std::vector<Wm4::Vector2<float>>& triangles, const std::vector<unsigned int>& indices,
+                          int samples);
 
 /// Formats one number of a tree dump.
 using NumberText = std::function<std::string(float)>;
