@@ -43,13 +43,6 @@ std::shared_ptr<kx::svg::Path> MakePath(const std::string& d)
     return path;
 }
 
-BoundingBox BoxOf(const ItemInterface& item, const M& m = M::IDENTITY)
-{
-    BoundingBox box;
-    EXPECT_TRUE(item.computeEstimatedBoundingVolume(box, m));
-    return box;
-}
-
 BoundingBox TreeBox(const ItemInterface& root, bool (*filter)(const ItemInterface&) = nullptr,
                     const M* transform = nullptr)
 {
@@ -112,31 +105,8 @@ TEST(BoundingBox, Operations)
     EXPECT_FALSE(BoundingBox(V(0, 2), V(5, 1)).isValid());
 }
 
-TEST(BoundingBox, ItemEstimates)
+TEST(BoundingBox, ItemsWithoutExtentLeaveTheBox)
 {
-    kx::svg::Line line(V(3, 9), V(-1, 4));
-    EXPECT_EQ(BoxOf(line), BoundingBox(V(-1, 4), V(3, 9)));
-    EXPECT_EQ(BoxOf(line, Translation(10, 20)), BoundingBox(V(9, 24), V(13, 29)));
-
-    kx::svg::Rect rect(V(0, 0), V(10, 20));
-    EXPECT_EQ(BoxOf(rect), BoundingBox(V(0, 0), V(10, 20)));
-    // Rotated by 90 degrees: (x, y) -> (-y, x).
-    EXPECT_EQ(BoxOf(rect, Rotation90()), BoundingBox(V(-20, 0), V(0, 10)));
-    kx::svg::Rect inverted(V(5, 5), V(-10, -2));
-    EXPECT_EQ(BoxOf(inverted), BoundingBox(V(-5, 3), V(5, 5)));
-
-    kx::svg::Image image;
-    EXPECT_EQ(BoxOf(image), BoundingBox(V(0, 0), V(0, 0)));
-    image.editPosition() = V(1, 2);
-    image.editSize() = V(3, 4);
-    EXPECT_EQ(BoxOf(image, Scale(2)), BoundingBox(V(2, 4), V(8, 12)));
-
-    // The radius is taken as stored, whatever the transform's scale.
-    kx::svg::Circle circle(V(0, 0), 5);
-    EXPECT_EQ(BoxOf(circle, Scale(2)), BoundingBox(V(-5, -5), V(5, 5)));
-    kx::svg::Circle moved(V(1, 2), 3);
-    EXPECT_EQ(BoxOf(moved, Scale(2)), BoundingBox(V(-1, 1), V(5, 7)));
-
     // Groups, documents and texts have no extent of their own.
     BoundingBox untouched(V(1, 2), V(3, 4));
     Node group;
@@ -146,27 +116,9 @@ TEST(BoundingBox, ItemEstimates)
     kx::svg::Text text(V(5, 5), "hello");
     EXPECT_FALSE(text.computeEstimatedBoundingVolume(untouched, M::IDENTITY));
     EXPECT_EQ(untouched, BoundingBox(V(1, 2), V(3, 4)));
-}
-
-TEST(BoundingBox, PathEstimates)
-{
-    EXPECT_EQ(BoxOf(*MakePath("M 0 0 L 10 10")), BoundingBox(V(0, 0), V(10, 10)));
-    // Cubics are not measured: alone the box stays empty, after a line it pulls towards (1,1)-(-1,-1).
-    EXPECT_EQ(BoxOf(*MakePath("M 5 5 C 6 6 7 7 8 8")), BoundingBox());
-    EXPECT_EQ(BoxOf(*MakePath("M 5 5 L 10 10 C 1 1 2 2 3 3")), BoundingBox(V(1, 1), V(10, 10)));
-    EXPECT_EQ(BoxOf(*MakePath("M 5 5 C 1 1 2 2 3 3 L 10 10")), BoundingBox(V(3, 3), V(10, 10)));
-    EXPECT_EQ(BoxOf(*MakePath("M 5 5 h 2 v -3 Z"), Translation(1, 1)), BoundingBox(V(6, 3), V(8, 6)));
-    // An arc's box includes its extreme points.
-    const BoundingBox arc = BoxOf(*MakePath("M 0 0 A 5 5 0 0 0 10 0"));
-    EXPECT_NEAR(arc.getMaxPoint().Y(), 5.0f, 1e-5);
-    EXPECT_NEAR(arc.getMinPoint().X(), 0.0f, 1e-5);
-    EXPECT_NEAR(arc.getMaxPoint().X(), 10.0f, 1e-5);
-
-    // Without commands the result is true and the box stays as passed.
-    kx::svg::Path empty;
-    BoundingBox passed(V(1, 2), V(3, 4));
-    EXPECT_TRUE(empty.computeEstimatedBoundingVolume(passed, M::IDENTITY));
-    EXPECT_EQ(passed, BoundingBox(V(1, 2), V(3, 4)));
+    // A path without commands reports success and leaves the box as passed.
+    EXPECT_TRUE(kx::svg::Path().computeEstimatedBoundingVolume(untouched, M::IDENTITY));
+    EXPECT_EQ(untouched, BoundingBox(V(1, 2), V(3, 4)));
 }
 
 TEST(BoundingBox, TreeWalkComposesTransformsAndFilters)
@@ -202,38 +154,6 @@ TEST(BoundingBox, TreeWalkComposesTransformsAndFilters)
     EXPECT_EQ(TreeBox(root), BoundingBox(V(-1, -1), V(22, 2)));
     // A leaf can be the root.
     EXPECT_EQ(TreeBox(*line), BoundingBox(V(10, 0), V(11, 1)));
-}
-
-TEST(BoundingBox, TreeWalkVisitsDepthFirstInChildOrder)
-{
-    // The unchecked merge of a cubic's empty box makes the order visible: the
-    // cubic path pulls the box to (1,1)-(-1,-1) only once a valid box exists.
-    auto cubic = MakePath("M 50 50 C 1 1 2 2 3 3");
-    auto far = std::make_shared<kx::svg::Line>(V(10, 10), V(20, 20));
-
-    Node first;
-    auto group = std::make_shared<Node>();
-    group->addChild(cubic, true);
-    first.addChild(group, true);
-    first.addChild(far, true);
-    EXPECT_EQ(TreeBox(first), BoundingBox(V(10, 10), V(20, 20)));
-
-    Node second;
-    auto group2 = std::make_shared<Node>();
-    group2->addChild(far, true);
-    second.addChild(group2, true);
-    second.addChild(cubic, true);
-    EXPECT_EQ(TreeBox(second), BoundingBox(V(1, 1), V(20, 20)));
-
-    // Deeper first: a grandchild is visited before the next child.
-    Node third;
-    auto outer = std::make_shared<Node>();
-    auto inner = std::make_shared<Node>();
-    inner->addChild(far, true);
-    outer->addChild(inner, true);
-    third.addChild(outer, true);
-    third.addChild(cubic, true);
-    EXPECT_EQ(TreeBox(third), BoundingBox(V(1, 1), V(20, 20)));
 }
 
 TEST(BoundingBox, DocumentViewboxFromContent)
@@ -434,38 +354,61 @@ TEST(TightBox, TreeWalkStrokesAndWhatIsNotMeasured)
     EXPECT_FALSE(none.box.isValid());
     EXPECT_EQ(none.unmeasuredItems, 2u);
 
-    // Strokes cascade from the group; the pen scales with the transforms.
+    // The filter and the starting transform work as for the estimate.
     auto group = std::make_shared<Node>();
     group->editTransform() = M(2, 0, 0, 0, 3, 0, 0, 0, 1);
-    group->editRenderingProperties().stroke = "red";
-    group->editRenderingProperties().strokeWidth = 2.0f;
-    group->editRenderingProperties().strokeLinejoin = kx::svg::LineJoin::Round;
-    auto rect = MakeRect(0, 0, 10, 10, 0, 0);
-    group->addChild(rect, true);
+    group->addChild(MakeRect(0, 0, 10, 10, 0, 0), true);
     document.addChild(group, true);
-    const kx::svg::TightBoxResult geometry = ComputeTightBoundingBox(document, nullptr, nullptr);
-    EXPECT_EQ(geometry.box, BoundingBox(V(0, 0), V(20, 30)));
-    EXPECT_EQ(geometry.measuredItems, 1u);
-    EXPECT_EQ(ComputeTightBoundingBox(document, nullptr, nullptr, ink).box, BoundingBox(V(-2, -3), V(22, 33)));
-    // Miter joins (the default): a rectangle's corners reach sqrt(2) half widths, a path's the miter limit.
-    group->editRenderingProperties().strokeLinejoin.reset();
-    const BoundingBox mitered = ComputeTightBoundingBox(document, nullptr, nullptr, ink).box;
-    EXPECT_NEAR(mitered.getMinPoint().X(), -2 * std::sqrt(2.0), 1e-5);
-    EXPECT_NEAR(mitered.getMaxPoint().Y(), 30 + 3 * std::sqrt(2.0), 1e-5);
-    group->addChild(MakePath("M 0 0 L 5 5"), true);
-    EXPECT_EQ(ComputeTightBoundingBox(document, nullptr, nullptr, ink).box,
-              BoundingBox(V(-8, -12), mitered.getMaxPoint()));
-    // Non-scaling strokes keep their width in document units; stroke "none" has no margin.
-    rect->editRenderingProperties().vectorEffect = kx::svg::NonScalingStroke;
-    rect->editRenderingProperties().strokeLinejoin = kx::svg::LineJoin::Bevel;
-    group->editChildren().pop_back();
-    EXPECT_EQ(ComputeTightBoundingBox(document, nullptr, nullptr, ink).box, BoundingBox(V(-1, -1), V(21, 31)));
-    rect->editRenderingProperties().stroke = "none";
-    EXPECT_EQ(ComputeTightBoundingBox(document, nullptr, nullptr, ink).box, geometry.box);
-
-    // The filter and the starting transform work as for the estimate.
     auto skipGroups = [](const ItemInterface& item) { return item.getType() == ItemType::Node; };
     EXPECT_FALSE(ComputeTightBoundingBox(document, skipGroups, nullptr).box.isValid());
     const M start = Translation(0, 100);
     EXPECT_EQ(ComputeTightBoundingBox(document, nullptr, &start).box, BoundingBox(V(0, 100), V(20, 130)));
+}
+
+// ---------------------------------------------------------------- golden cases
+// tests/data/bounds/<case>.svg is loaded and every item, depth first, is
+// listed with the estimated box of its subtree, its tight box (with the
+// measured and unmeasured item counts) and its tight box with strokes;
+// <case>.out holds the expected text. KXSVG_REGENERATE=1 rewrites them.
+
+namespace {
+
+std::string BoxText(const BoundingBox& box)
+{
+    char text[128];
+    std::snprintf(text, sizeof text, "(%.9g %.9g)-(%.9g %.9g)", double(box.getMinPoint().X()),
+                  double(box.getMinPoint().Y()), double(box.getMaxPoint().X()), double(box.getMaxPoint().Y()));
+    return text;
+}
+
+void ListBoxes(const ItemInterface& item, int depth, std::string& out)
+{
+    BoundingBox estimate;
+    ComputeEstimatedBoundingBox(item, estimate, nullptr, nullptr);
+    kx::svg::TightBoxOptions ink;
+    ink.includeStroke = true;
+    const kx::svg::TightBoxResult tight = kx::svg::ComputeTightBoundingBox(item, nullptr, nullptr);
+    const kx::svg::TightBoxResult inked = kx::svg::ComputeTightBoundingBox(item, nullptr, nullptr, ink);
+    out += std::string(2 * size_t(depth), ' ') + item.getId().value_or("-") + ": estimate " + BoxText(estimate) +
+           ", tight " + BoxText(tight.box) + " " + std::to_string(tight.measuredItems) + "/" +
+           std::to_string(tight.unmeasuredItems) + ", ink " + BoxText(inked.box) + "\n";
+    if (const auto* node = dynamic_cast<const Node*>(&item))
+        for (const auto& child : node->getChildren())
+            if (child) ListBoxes(*child, depth + 1, out);
+}
+
+} // namespace
+
+TEST(BoundsGolden, Cases)
+{
+    const std::vector<std::string> files = kxtest::listSvgFiles(std::string(KXSVG_TEST_DATA_DIR) + "/bounds");
+    ASSERT_FALSE(files.empty());
+    for (const std::string& file : files) {
+        std::string input, out;
+        ASSERT_TRUE(kxtest::readFile(file, input)) << file;
+        const kxtest::Loaded loaded = kxtest::LoadText(input);
+        ASSERT_TRUE(loaded.ok && loaded.root) << file;
+        ListBoxes(*loaded.root, 0, out);
+        kxtest::ExpectGolden(out, file.substr(0, file.size() - 4) + ".out");
+    }
 }

@@ -169,51 +169,6 @@ TEST(ReadNumbers, NumberListsSkipSeparatorRuns)
     EXPECT_EQ(bad, "x3");
 }
 
-TEST(ReadNumbers, TransformListsComposeLeftToRight)
-{
-    using M = Wm4::Matrix3<float>;
-    M m;
-    std::string error;
-    auto apply = [](const M& t, float x, float y) {
-        return std::make_pair(t(0, 0) * x + t(0, 1) * y + t(0, 2), t(1, 0) * x + t(1, 1) * y + t(1, 2));
-    };
-    ASSERT_TRUE(impl::ParseTransformList("matrix(1 2 3 4 5 6)", m, error));
-    EXPECT_EQ(m, M(1, 3, 5, 2, 4, 6, 0, 0, 1));
-    ASSERT_TRUE(impl::ParseTransformList("translate(10)", m, error));
-    EXPECT_EQ(m, M(1, 0, 10, 0, 1, 0, 0, 0, 1));
-    ASSERT_TRUE(impl::ParseTransformList("scale(3)", m, error));
-    EXPECT_EQ(m, M(3, 0, 0, 0, 3, 0, 0, 0, 1));
-    ASSERT_TRUE(impl::ParseTransformList("scale(2,-1)", m, error));
-    EXPECT_EQ(m, M(2, 0, 0, 0, -1, 0, 0, 0, 1));
-    // The first operation written acts last on points.
-    ASSERT_TRUE(impl::ParseTransformList("translate(10 0) scale(2)", m, error));
-    EXPECT_EQ(apply(m, 1, 0), std::make_pair(12.0f, 0.0f));
-    ASSERT_TRUE(impl::ParseTransformList("scale(2),translate(10,0)", m, error));
-    EXPECT_EQ(apply(m, 1, 0), std::make_pair(22.0f, 0.0f));
-    ASSERT_TRUE(impl::ParseTransformList("  translate(1,2)scale(2)  ", m, error));
-    EXPECT_EQ(m, M(2, 0, 1, 0, 2, 2, 0, 0, 1));
-    // rotate(a cx cy) keeps (cx, cy) in place.
-    ASSERT_TRUE(impl::ParseTransformList("rotate(90 10 10)", m, error));
-    EXPECT_NEAR(apply(m, 10, 10).first, 10.0f, 1e-5);
-    EXPECT_NEAR(apply(m, 10, 10).second, 10.0f, 1e-5);
-    EXPECT_NEAR(apply(m, 11, 10).first, 10.0f, 1e-5);
-    EXPECT_NEAR(apply(m, 11, 10).second, 11.0f, 1e-5);
-    // Quarter turns are exact.
-    ASSERT_TRUE(impl::ParseTransformList("rotate(90)", m, error));
-    EXPECT_EQ(m, M(0, -1, 0, 1, 0, 0, 0, 0, 1));
-    ASSERT_TRUE(impl::ParseTransformList("rotate(-180)", m, error));
-    EXPECT_EQ(m, M(-1, 0, 0, 0, -1, 0, 0, 0, 1));
-    ASSERT_TRUE(impl::ParseTransformList("rotate(30)", m, error));
-    EXPECT_EQ(m(1, 0), 0.5f);
-    ASSERT_TRUE(impl::ParseTransformList("skewX(45)", m, error));
-    EXPECT_NEAR(m(0, 1), 1.0f, 1e-6);
-    EXPECT_EQ(m(1, 0), 0.0f);
-    ASSERT_TRUE(impl::ParseTransformList("skewY(45)", m, error));
-    EXPECT_NEAR(m(1, 0), 1.0f, 1e-6);
-    ASSERT_TRUE(impl::ParseTransformList("", m, error));
-    EXPECT_EQ(m, M::IDENTITY);
-}
-
 // ---------------------------------------------------------------------------
 // Attribute handlers
 
@@ -226,53 +181,6 @@ TEST(ReadAttributes, LookupAndDisplayNames)
     EXPECT_EQ(impl::LookupAttribute({"space", "", "preserve"}), impl::AttributeId::Unknown);
     EXPECT_EQ(impl::AttributeDisplayName({"href", "xlink", ""}), "xlink:href");
     EXPECT_EQ(impl::AttributeDisplayName({"d", "", ""}), "d");
-}
-
-TEST(ReadAttributes, CommonAttributesFillProperties)
-{
-    HandlerRun run(false);
-    Rect rect(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(1, 1));
-    ASSERT_TRUE(run.process(rect, impl::HandleRectAttribute,
-                            {{"id", "", "r1"},
-                             {"class", "", "a b"},
-                             {"opacity", "", "0.5"},
-                             {"fill", "", "#f00"},
-                             {"fill-opacity", "", ".25"},
-                             {"stroke", "", "none"},
-                             {"stroke-width", "", "2px"},
-                             {"stroke-opacity", "", "1"},
-                             {"stroke-linecap", "", "square"},
-                             {"stroke-linejoin", "", "miter-clip"},
-                             {"stroke-dasharray", "", "5, 2mm 1%"},
-                             {"vector-effect", "", "non-scaling-stroke fixed-position"},
-                             {"transform", "", "translate(3 4)"}}));
-    EXPECT_TRUE(run.messages.empty());
-    const RenderingProperties& p = rect.getRenderingProperties();
-    EXPECT_EQ(rect.getId(), std::optional<std::string>("r1"));
-    EXPECT_EQ(p.className, std::optional<std::string>("a b"));
-    EXPECT_EQ(p.opacity, std::optional<float>(0.5f));
-    EXPECT_EQ(p.fill, std::optional<std::string>("#f00"));
-    EXPECT_EQ(p.fillOpacity, std::optional<float>(0.25f));
-    EXPECT_EQ(p.stroke, std::optional<std::string>("none"));
-    EXPECT_EQ(p.strokeWidth, std::optional<float>(2.0f));
-    EXPECT_EQ(p.strokeOpacity, std::optional<float>(1.0f));
-    EXPECT_EQ(p.strokeLinecap, std::optional<LineCap>(LineCap::Square));
-    EXPECT_EQ(p.strokeLinejoin, std::optional<LineJoin>(LineJoin::MiterClip));
-    ASSERT_TRUE(p.strokeDasharray);
-    EXPECT_EQ(*p.strokeDasharray,
-              (std::vector<UnitValue>{{5, Unit::None}, {2, Unit::Mm}, {1, Unit::Percent}}));
-    EXPECT_EQ(p.vectorEffect, std::optional<uint8_t>(NonScalingStroke | FixedPosition));
-    EXPECT_EQ(rect.getTransform(), std::optional<Wm4::Matrix3<float>>(Wm4::Matrix3<float>(1, 0, 3, 0, 1, 4, 0, 0, 1)));
-}
-
-TEST(ReadAttributes, DashArrayNoneAndVectorEffectNone)
-{
-    HandlerRun run(false);
-    Node group;
-    ASSERT_TRUE(run.process(group, impl::HandleGroupAttribute,
-                            {{"stroke-dasharray", "", "none"}, {"vector-effect", "", "none"}}));
-    EXPECT_EQ(group.getRenderingProperties().strokeDasharray, std::optional<std::vector<UnitValue>>(std::vector<UnitValue>()));
-    EXPECT_EQ(group.getRenderingProperties().vectorEffect, std::optional<uint8_t>(0));
 }
 
 TEST(ReadAttributes, DuplicatesAndLenientSkips)
