@@ -53,6 +53,10 @@ double CheckTriangleCover(const Outline& outline, kx::TriangulationFillRule rule
 /// Formats one number of a tree dump.
 using NumberText = std::function<std::string(float)>;
 
+/// The present rendering properties as " name=value" pairs, in the order of
+/// the tree dump.
+std::string DumpProperties(const kx::svg::RenderingProperties& properties, const NumberText& number = NumberText());
+
 /// A tree as text, one item a line indented by depth: type, id, transform,
 /// rendering properties and geometry. Numbers go through `number` (by default
 /// 9 significant digits, no "-0"); without `withStyle` a style sheet shows

@@ -18,18 +18,12 @@ std::string ExactNumber(float v)
     return kxStringUtils::fromFloatImpl(v, 9, 2);
 }
 
-// A compact text form of a tree, to pin whole results in golden files.
-void Dump(const ItemInterface& item, int depth, const NumberText& number, bool withStyle, std::ostringstream& out)
+} // namespace
+
+std::string DumpProperties(const RenderingProperties& p, const NumberText& givenNumber)
 {
-    static const char* names[] = {"svg", "g", "line", "rect", "circle", "path", "text", "image"};
-    out << std::string(size_t(depth) * 2, ' ') << names[int(item.getType())];
-    if (item.getId()) out << " id=" << *item.getId();
-    if (const auto& m = item.getTransform()) {
-        out << " transform=(";
-        for (int i = 0; i < 6; ++i) out << (i ? " " : "") << number((*m)(i % 2, i / 2));
-        out << ")";
-    }
-    const RenderingProperties& p = item.getRenderingProperties();
+    const NumberText number = givenNumber ? givenNumber : NumberText(ExactNumber);
+    std::ostringstream out;
     auto opt = [&](const char* name, const auto& value) {
         if (value) out << " " << name << "=" << number(float(*value));
     };
@@ -52,6 +46,23 @@ void Dump(const ItemInterface& item, int depth, const NumberText& number, bool w
     if (p.fill) out << " fill=" << *p.fill;
     opt("fill-opacity", p.fillOpacity);
     if (p.vectorEffect) out << " vector-effect=" << int(*p.vectorEffect);
+    return out.str();
+}
+
+namespace {
+
+// A compact text form of a tree, to pin whole results in golden files.
+void Dump(const ItemInterface& item, int depth, const NumberText& number, bool withStyle, std::ostringstream& out)
+{
+    static const char* names[] = {"svg", "g", "line", "rect", "circle", "path", "text", "image"};
+    out << std::string(size_t(depth) * 2, ' ') << names[int(item.getType())];
+    if (item.getId()) out << " id=" << *item.getId();
+    if (const auto& m = item.getTransform()) {
+        out << " transform=(";
+        for (int i = 0; i < 6; ++i) out << (i ? " " : "") << number((*m)(i % 2, i / 2));
+        out << ")";
+    }
+    out << DumpProperties(item.getRenderingProperties(), number);
     switch (item.getType()) {
     case ItemType::Document: {
         const auto& d = static_cast<const Document&>(item);
