@@ -501,8 +501,6 @@ void Pass::processRoot(El& root)
         ctx.width = numberOf(w);
         ctx.height = numberOf(h);
     }
-    m_rootWidth = ctx.width;
-    m_rootHeight = ctx.height;
     // A viewport or view box without area shows nothing.
     auto withoutArea = [this](const std::string* text) {
         std::string plain;

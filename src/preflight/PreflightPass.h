@@ -200,6 +200,15 @@ struct Context {
     std::vector<Attr> textProperties; // font properties given on groups, for the texts inside
 };
 
+// What relative lengths on a "use" refer to where it stands: the size of the
+// nearest viewport (a nested "svg", a "symbol" with its view box, the root)
+// and the cascaded "font-size", all in user units.
+struct UseScope {
+    double width = 100.0;
+    double height = 100.0;
+    double fontSize = 16.0;
+};
+
 constexpr const char* kTextProperties[] = {"font-family", "font-size", "font-weight", "font-style",
                                            "text-decoration"};
 
@@ -227,9 +236,13 @@ private:
     void collectStyleSheets(El& e, std::string& sheet);
     void applyStyles(El& e);
     void indexIds(El& e);
-    void expandUses(El& parent, std::vector<const El*>& stack);
+    void expandUses(El& parent, std::vector<const El*>& stack, const UseScope& scope);
     std::vector<const El*> m_ancestors; // elements the walk over references is inside of
-    std::unique_ptr<El> inlineUse(const El& use, std::vector<const El*>& stack);
+    std::unique_ptr<El> inlineUse(const El& use, std::vector<const El*>& stack, const UseScope& scope);
+    UseScope rootScope(const El& root) const;
+    void scopeFontSize(const El& e, UseScope& scope) const;
+    FontSizes fontsAt(const UseScope& scope) const { return FontSizes{scope.fontSize, m_fonts.rem, true}; }
+    void useLength(const std::string* text, double base, const FontSizes& fonts, std::string& out);
 
     bool processElement(El& e, Context ctx);
     bool cascadeVisibility(El& e, Context& ctx, bool root);
@@ -272,7 +285,6 @@ private:
         kids.clear();
     }
     size_t m_inlined = 0;
-    double m_rootWidth = 100.0, m_rootHeight = 100.0;
     // What "em", "ex" and "rem" refer to for the element being converted.
     FontSizes m_fonts;
     // What the tree's text may still grow by through entity references.
