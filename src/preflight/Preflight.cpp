@@ -506,8 +506,8 @@ void Pass::processRoot(El& root)
         std::string plain;
         return text && NormalizeLength(*text, 100.0, plain, m_fonts) != LengthResult::Invalid && !(numberOf(plain) > 0);
     };
-    const bool empty = viewBoxWithoutArea(root) ||
-                       (!percent && (withoutArea(root.get("width")) || withoutArea(root.get("height"))));
+    const bool empty =
+        viewBoxWithoutArea(root) || withoutArea(root.get("width")) || withoutArea(root.get("height"));
     if (empty) {
         for (const auto& kid : root.kids)
             if (!kid->isText()) {
@@ -517,6 +517,23 @@ void Pass::processRoot(El& root)
         buryAll(root.kids);
     }
 
+    // A size in percent refers to the window of whoever shows the file, which
+    // a file on its own does not have: the output leaves the size at its
+    // default, 100% of that window, with the view box (if any) as it was.
+    // Renderers without a window (rsvg-convert) draw the view box at its own
+    // size either way.
+    for (const char* n : {"width", "height"}) {
+        const std::string* text = root.get(n);
+        std::string plain;
+        if (!text || text->find('%') == std::string::npos ||
+            NormalizeLength(*text, 100.0, plain) == LengthResult::Invalid || !(numberOf(plain) > 0))
+            continue;
+        if (numberOf(plain) == 100.0)
+            rewritten("root size of 100% left as the default");
+        else
+            approximated("root size in percent as 100% of the window (a file has no window it refers to)");
+        root.remove(n);
+    }
     for (const char* n : {"width", "height", "x", "y", "version", "baseProfile", "preserveAspectRatio"})
         if (root.remove(n)) dropped(std::string("attribute ") + quoted(n) + " on the root");
 
