@@ -214,6 +214,10 @@ bool Pass::processElement(El& e, Context ctx)
     }
 
     if (!cascadeVisibility(e, ctx, false)) return false;
+    if (e.viewportWidth > 0 && e.viewportHeight > 0) {
+        ctx.width = e.viewportWidth;
+        ctx.height = e.viewportHeight;
+    }
 
     if (e.name == "a") {
         e.name = "g";

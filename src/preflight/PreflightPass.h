@@ -52,6 +52,10 @@ struct El {
     std::string text;
     std::vector<Attr> attrs;
     std::vector<std::unique_ptr<El>> kids;
+    // On the group an inlined symbol became: the size of the viewport it
+    // establishes, which percentages in its content refer to; 0 elsewhere.
+    double viewportWidth = 0;
+    double viewportHeight = 0;
 
     bool isText() const { return name.empty(); }
     const std::string* get(std::string_view n) const
@@ -84,6 +88,8 @@ struct El {
         copy->name = name;
         copy->text = text;
         copy->attrs = attrs;
+        copy->viewportWidth = viewportWidth;
+        copy->viewportHeight = viewportHeight;
         copy->kids.reserve(kids.size());
         for (const auto& kid : kids) copy->kids.push_back(kid->clone());
         return copy;

@@ -172,6 +172,8 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
             if (copy->remove(n)) dropped("attribute " + quoted(n) + " on a symbol");
         content.width = hasViewBox ? vb[2] : numberOf(w);
         content.height = hasViewBox ? vb[3] : numberOf(h);
+        copy->viewportWidth = content.width;
+        copy->viewportHeight = content.height;
         if (hasViewBox) {
             const std::string* aspect = copy->get("preserveAspectRatio");
             copy->set("transform", viewBoxTransform(vb, numberOf(w), numberOf(h), aspect ? *aspect : std::string()));
