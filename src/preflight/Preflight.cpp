@@ -452,14 +452,14 @@ void Pass::frameRootViewBox(El& root, const float vb[4])
         return;
     const double W = numberOf(w), H = numberOf(h);
     if (!(W > 0) || !(H > 0)) return;
-    const std::string* aspect = root.get("preserveAspectRatio");
-    const std::string mode = aspect ? ToLower(Trim(*aspect)) : std::string();
+    const std::string* aspectText = root.get("preserveAspectRatio");
+    const Aspect aspect = readAspect(aspectText ? *aspectText : std::string());
     const double sx = W / vb[2], sy = H / vb[3];
     if (std::fabs(sx - sy) <= 1e-9 * std::max(sx, sy)) return;
-    if (mode == "none") {
+    if (aspect.none) {
         auto group = std::make_unique<El>();
         group->name = "g";
-        group->set("transform", viewBoxTransform(vb, W, H, mode));
+        group->set("transform", viewBoxTransform(vb, W, H, "none"));
         group->kids = std::move(root.kids);
         root.kids.clear();
         root.kids.push_back(std::move(group));
@@ -467,13 +467,10 @@ void Pass::frameRootViewBox(El& root, const float vb[4])
         rewritten("root view box stretched to its viewport by a group transform");
         return;
     }
-    const bool slice = mode.find("slice") != std::string::npos;
-    const std::string align = mode.substr(0, 8);
-    const double fx = align.find("xmin") == 0 ? 0.0 : align.find("xmax") == 0 ? 1.0 : 0.5;
-    const double fy = align.find("ymin") == 4 ? 0.0 : align.find("ymax") == 4 ? 1.0 : 0.5;
+    const bool slice = aspect.slice;
     const double s = slice ? std::max(sx, sy) : std::min(sx, sy);
     const double shownW = W / s, shownH = H / s;
-    const double x = vb[0] - (shownW - vb[2]) * fx, y = vb[1] - (shownH - vb[3]) * fy;
+    const double x = vb[0] - (shownW - vb[2]) * aspect.fx, y = vb[1] - (shownH - vb[3]) * aspect.fy;
     root.set("viewBox", FormatFloat(x) + " " + FormatFloat(y) + " " + FormatFloat(shownW) + " " +
                             FormatFloat(shownH));
     rewritten(slice ? "root view box cut to the part its viewport shows"

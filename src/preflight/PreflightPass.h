@@ -145,20 +145,52 @@ inline bool isShape(std::string_view name)
     return name == "rect" || name == "line" || name == "path" || name == "circle" || name == "image";
 }
 
+// A "preserveAspectRatio" value: where the view box sits in the viewport
+// (0 start, 0.5 middle, 1 end on each axis) and how it is scaled. A leading
+// "defer" is skipped; a value that cannot be read is the default, xMidYMid meet.
+struct Aspect {
+    double fx = 0.5;
+    double fy = 0.5;
+    bool slice = false;
+    bool none = false;
+};
+
+inline Aspect readAspect(std::string_view text)
+{
+    Aspect aspect;
+    std::string mode = ToLower(Trim(text));
+    if (startsWith(mode, "defer")) mode = std::string(Trim(std::string_view(mode).substr(5)));
+    const std::string align = mode.substr(0, mode.find_first_of(" \t\r\n"));
+    const std::string rest(Trim(std::string_view(mode).substr(align.size())));
+    if (align == "none") {
+        aspect.none = true;
+        return aspect;
+    }
+    if (align.size() != 8 || align[0] != 'x' || align[4] != 'y' || (rest != "" && rest != "meet" && rest != "slice"))
+        return aspect;
+    auto place = [](std::string_view part, double& f) {
+        if (part == "min") f = 0.0;
+        else if (part == "max") f = 1.0;
+        else if (part != "mid") return false;
+        return true;
+    };
+    Aspect read;
+    if (!place(std::string_view(align).substr(1, 3), read.fx) || !place(std::string_view(align).substr(5, 3), read.fy))
+        return aspect;
+    read.slice = rest == "slice";
+    return read;
+}
+
 // The scale and offset that map a view box into a viewport of `w` x `h`.
-inline std::string viewBoxTransform(const float vb[4], double w, double h, std::string_view aspect)
+inline std::string viewBoxTransform(const float vb[4], double w, double h, std::string_view aspectText)
 {
     double sx = w / vb[2], sy = h / vb[3];
     double tx = 0, ty = 0;
-    const std::string mode = ToLower(Trim(aspect));
-    if (mode != "none") {
-        const bool slice = mode.find("slice") != std::string::npos;
-        const double s = slice ? std::max(sx, sy) : std::min(sx, sy);
-        const std::string align = mode.substr(0, 8);
-        const double fx = align.find("xmin") == 0 ? 0.0 : align.find("xmax") == 0 ? 1.0 : 0.5;
-        const double fy = align.find("ymin") == 4 ? 0.0 : align.find("ymax") == 4 ? 1.0 : 0.5;
-        tx = (w - vb[2] * s) * fx;
-        ty = (h - vb[3] * s) * fy;
+    const Aspect aspect = readAspect(aspectText);
+    if (!aspect.none) {
+        const double s = aspect.slice ? std::max(sx, sy) : std::min(sx, sy);
+        tx = (w - vb[2] * s) * aspect.fx;
+        ty = (h - vb[3] * s) * aspect.fy;
         sx = sy = s;
     }
     tx -= vb[0] * sx;
