@@ -280,7 +280,7 @@ private:
     UseScope rootScope(const El& root) const;
     void scopeFontSize(const El& e, UseScope& scope) const;
     FontSizes fontsAt(const UseScope& scope) const { return FontSizes{scope.fontSize, m_fonts.rem, true}; }
-    void useLength(const std::string* text, double base, const FontSizes& fonts, std::string& out);
+    void useLength(const El& use, const char* name, double base, const FontSizes& fonts, std::string& out);
 
     bool processElement(El& e, Context ctx);
     bool cascadeVisibility(El& e, Context& ctx, bool root);

@@ -92,12 +92,17 @@ void Pass::expandUses(El& parent, std::vector<const El*>& stack, const UseScope&
 }
 
 // A length on a use in user units; `out` keeps its default when the length
-// is absent or unreadable. Percentages and "ex" are reported as approximated
-// like on every other element.
-void Pass::useLength(const std::string* text, double base, const FontSizes& fonts, std::string& out)
+// is absent or unreadable (reported). Percentages and "ex" are reported as
+// approximated like on every other element.
+void Pass::useLength(const El& use, const char* name, double base, const FontSizes& fonts, std::string& out)
 {
-    if (text && NormalizeLength(*text, base, out, fonts) == LengthResult::Approximated)
-        approximated("relative length unit converted to user units");
+    const std::string* text = use.get(name);
+    if (!text) return;
+    switch (NormalizeLength(*text, base, out, fonts)) {
+    case LengthResult::Approximated: approximated("relative length unit converted to user units"); break;
+    case LengthResult::Invalid: dropped("attribute " + quoted(name) + " on a use that cannot be read"); break;
+    default: break;
+    }
 }
 
 // `scope` is the use's own: the viewport it stands in and its cascaded font size.
@@ -139,8 +144,8 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
     }
     const FontSizes fonts = fontsAt(scope);
     std::string x = "0", y = "0";
-    useLength(use.get("x"), scope.width, fonts, x);
-    useLength(use.get("y"), scope.height, fonts, y);
+    useLength(use, "x", scope.width, fonts, x);
+    useLength(use, "y", scope.height, fonts, y);
     float fx = 0, fy = 0;
     impl::ParseSvgFloat(x, fx);
     impl::ParseSvgFloat(y, fy);
@@ -160,8 +165,8 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
         const bool hasViewBox = copy->get("viewBox") && readViewBox(*copy->get("viewBox"), vb);
         // Without a size on the reference the symbol fills the whole viewport.
         std::string w = FormatFloat(scope.width), h = FormatFloat(scope.height);
-        useLength(use.get("width"), scope.width, fonts, w);
-        useLength(use.get("height"), scope.height, fonts, h);
+        useLength(use, "width", scope.width, fonts, w);
+        useLength(use, "height", scope.height, fonts, h);
         if (!(numberOf(w) > 0) || !(numberOf(h) > 0) || viewBoxWithoutArea(*copy)) {
             dropped("use of a symbol without area");
             return nullptr;
