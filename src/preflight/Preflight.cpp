@@ -507,8 +507,7 @@ void Pass::processRoot(El& root)
         std::string plain;
         return text && NormalizeLength(*text, 100.0, plain, m_fonts) != LengthResult::Invalid && !(numberOf(plain) > 0);
     };
-    const bool empty =
-        viewBoxWithoutArea(root) || withoutArea(root.get("width")) || withoutArea(root.get("height"));
+    const bool empty = viewBoxWithoutArea(root) || withoutArea(root.get("width")) || withoutArea(root.get("height"));
     if (empty) {
         for (const auto& kid : root.kids)
             if (!kid->isText()) {

@@ -169,9 +169,12 @@ inline Aspect readAspect(std::string_view text)
     if (align.size() != 8 || align[0] != 'x' || align[4] != 'y' || (rest != "" && rest != "meet" && rest != "slice"))
         return aspect;
     auto place = [](std::string_view part, double& f) {
-        if (part == "min") f = 0.0;
-        else if (part == "max") f = 1.0;
-        else if (part != "mid") return false;
+        if (part == "min")
+            f = 0.0;
+        else if (part == "max")
+            f = 1.0;
+        else if (part != "mid")
+            return false;
         return true;
     };
     Aspect read;
