@@ -197,6 +197,7 @@ void Pass::cascadePaint(El& e, Context& ctx, bool root)
     filterAttributes(e, ctx, root);
     if (const std::string* fill = e.get("fill")) ctx.filled = *fill != "none";
     if (const std::string* stroke = e.get("stroke")) ctx.stroked = *stroke != "none";
+    if (const std::string* dashes = e.get("stroke-dasharray")) ctx.dashed = *dashes != "none";
 }
 
 bool Pass::processElement(El& e, Context ctx)

@@ -237,6 +237,7 @@ struct Context {
     bool fillCurrent = false;    // the cascaded "fill" is currentColor, which follows "color"
     bool strokeCurrent = false;  // the same for "stroke"
     bool nonZero = true;         // the cascaded "fill-rule" is nonzero
+    bool dashed = false;         // the cascaded "stroke-dasharray" draws dashes
     double fontSize = 16.0;      // the cascaded "font-size" in user units, for "em" and "ex"
     std::vector<Attr> textProperties; // font properties given on groups, for the texts inside
 };
