@@ -197,6 +197,7 @@ void Pass::cascadePaint(El& e, Context& ctx, bool root)
     filterAttributes(e, ctx, root);
     if (const std::string* fill = e.get("fill")) ctx.filled = *fill != "none";
     if (const std::string* stroke = e.get("stroke")) ctx.stroked = *stroke != "none";
+    if (const std::string* dashes = e.get("stroke-dasharray")) ctx.dashed = *dashes != "none";
 }
 
 bool Pass::processElement(El& e, Context ctx)
@@ -214,6 +215,10 @@ bool Pass::processElement(El& e, Context ctx)
     }
 
     if (!cascadeVisibility(e, ctx, false)) return false;
+    if (e.viewportWidth > 0 && e.viewportHeight > 0) {
+        ctx.width = e.viewportWidth;
+        ctx.height = e.viewportHeight;
+    }
 
     if (e.name == "a") {
         e.name = "g";
@@ -448,14 +453,14 @@ void Pass::frameRootViewBox(El& root, const float vb[4])
         return;
     const double W = numberOf(w), H = numberOf(h);
     if (!(W > 0) || !(H > 0)) return;
-    const std::string* aspect = root.get("preserveAspectRatio");
-    const std::string mode = aspect ? ToLower(Trim(*aspect)) : std::string();
+    const std::string* aspectText = root.get("preserveAspectRatio");
+    const Aspect aspect = readAspect(aspectText ? *aspectText : std::string());
     const double sx = W / vb[2], sy = H / vb[3];
     if (std::fabs(sx - sy) <= 1e-9 * std::max(sx, sy)) return;
-    if (mode == "none") {
+    if (aspect.none) {
         auto group = std::make_unique<El>();
         group->name = "g";
-        group->set("transform", viewBoxTransform(vb, W, H, mode));
+        group->set("transform", viewBoxTransform(vb, W, H, "none"));
         group->kids = std::move(root.kids);
         root.kids.clear();
         root.kids.push_back(std::move(group));
@@ -463,13 +468,10 @@ void Pass::frameRootViewBox(El& root, const float vb[4])
         rewritten("root view box stretched to its viewport by a group transform");
         return;
     }
-    const bool slice = mode.find("slice") != std::string::npos;
-    const std::string align = mode.substr(0, 8);
-    const double fx = align.find("xmin") == 0 ? 0.0 : align.find("xmax") == 0 ? 1.0 : 0.5;
-    const double fy = align.find("ymin") == 4 ? 0.0 : align.find("ymax") == 4 ? 1.0 : 0.5;
+    const bool slice = aspect.slice;
     const double s = slice ? std::max(sx, sy) : std::min(sx, sy);
     const double shownW = W / s, shownH = H / s;
-    const double x = vb[0] - (shownW - vb[2]) * fx, y = vb[1] - (shownH - vb[3]) * fy;
+    const double x = vb[0] - (shownW - vb[2]) * aspect.fx, y = vb[1] - (shownH - vb[3]) * aspect.fy;
     root.set("viewBox", FormatFloat(x) + " " + FormatFloat(y) + " " + FormatFloat(shownW) + " " +
                             FormatFloat(shownH));
     rewritten(slice ? "root view box cut to the part its viewport shows"
@@ -501,15 +503,12 @@ void Pass::processRoot(El& root)
         ctx.width = numberOf(w);
         ctx.height = numberOf(h);
     }
-    m_rootWidth = ctx.width;
-    m_rootHeight = ctx.height;
     // A viewport or view box without area shows nothing.
     auto withoutArea = [this](const std::string* text) {
         std::string plain;
         return text && NormalizeLength(*text, 100.0, plain, m_fonts) != LengthResult::Invalid && !(numberOf(plain) > 0);
     };
-    const bool empty = viewBoxWithoutArea(root) ||
-                       (!percent && (withoutArea(root.get("width")) || withoutArea(root.get("height"))));
+    const bool empty = viewBoxWithoutArea(root) || withoutArea(root.get("width")) || withoutArea(root.get("height"));
     if (empty) {
         for (const auto& kid : root.kids)
             if (!kid->isText()) {
@@ -519,6 +518,23 @@ void Pass::processRoot(El& root)
         buryAll(root.kids);
     }
 
+    // A size in percent refers to the window of whoever shows the file, which
+    // a file on its own does not have: the output leaves the size at its
+    // default, 100% of that window, with the view box (if any) as it was.
+    // Renderers without a window (rsvg-convert) draw the view box at its own
+    // size either way.
+    for (const char* n : {"width", "height"}) {
+        const std::string* text = root.get(n);
+        std::string plain;
+        if (!text || text->find('%') == std::string::npos ||
+            NormalizeLength(*text, 100.0, plain) == LengthResult::Invalid || !(numberOf(plain) > 0))
+            continue;
+        if (numberOf(plain) == 100.0)
+            rewritten("root size of 100% left as the default");
+        else
+            approximated("root size in percent as 100% of the window (a file has no window it refers to)");
+        root.remove(n);
+    }
     for (const char* n : {"width", "height", "x", "y", "version", "baseProfile", "preserveAspectRatio"})
         if (root.remove(n)) dropped(std::string("attribute ") + quoted(n) + " on the root");
 

@@ -280,6 +280,19 @@ void Pass::filterAttributes(El& e, const Context& ctx, bool root)
                 out = list;
             }
             if (!keep) drop("attribute " + quoted(n) + " that cannot be read");
+        } else if (n == "stroke-dashoffset") {
+            // The reader starts every dash pattern at the start of the path. An
+            // offset of zero, or one on a shape that draws no dashes, changes
+            // nothing; other offsets go (reported below).
+            std::string plain;
+            const bool zero = NormalizeLength(a.value, diagonal, plain, m_fonts) != LengthResult::Invalid &&
+                              numberOf(plain) == 0.0;
+            const std::string* own = e.get("stroke-dasharray");
+            const bool undashed = own ? Trim(*own) == "none" : !ctx.dashed;
+            if (zero || (undashed && kind != "g" && kind != "svg")) {
+                rewritten("dash offset without effect left out");
+                reported = true;
+            }
         } else if (n == "fill-rule" && m_options.honorFillRule) {
             rewritten("fill-rule resolved into the path data");
             reported = true;

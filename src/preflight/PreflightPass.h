@@ -52,6 +52,10 @@ struct El {
     std::string text;
     std::vector<Attr> attrs;
     std::vector<std::unique_ptr<El>> kids;
+    // On the group an inlined symbol became: the size of the viewport it
+    // establishes, which percentages in its content refer to; 0 elsewhere.
+    double viewportWidth = 0;
+    double viewportHeight = 0;
 
     bool isText() const { return name.empty(); }
     const std::string* get(std::string_view n) const
@@ -84,6 +88,8 @@ struct El {
         copy->name = name;
         copy->text = text;
         copy->attrs = attrs;
+        copy->viewportWidth = viewportWidth;
+        copy->viewportHeight = viewportHeight;
         copy->kids.reserve(kids.size());
         for (const auto& kid : kids) copy->kids.push_back(kid->clone());
         return copy;
@@ -139,20 +145,55 @@ inline bool isShape(std::string_view name)
     return name == "rect" || name == "line" || name == "path" || name == "circle" || name == "image";
 }
 
+// A "preserveAspectRatio" value: where the view box sits in the viewport
+// (0 start, 0.5 middle, 1 end on each axis) and how it is scaled. A leading
+// "defer" is skipped; a value that cannot be read is the default, xMidYMid meet.
+struct Aspect {
+    double fx = 0.5;
+    double fy = 0.5;
+    bool slice = false;
+    bool none = false;
+};
+
+inline Aspect readAspect(std::string_view text)
+{
+    Aspect aspect;
+    std::string mode = ToLower(Trim(text));
+    if (startsWith(mode, "defer")) mode = std::string(Trim(std::string_view(mode).substr(5)));
+    const std::string align = mode.substr(0, mode.find_first_of(" \t\r\n"));
+    const std::string rest(Trim(std::string_view(mode).substr(align.size())));
+    if (align == "none") {
+        aspect.none = true;
+        return aspect;
+    }
+    if (align.size() != 8 || align[0] != 'x' || align[4] != 'y' || (rest != "" && rest != "meet" && rest != "slice"))
+        return aspect;
+    auto place = [](std::string_view part, double& f) {
+        if (part == "min")
+            f = 0.0;
+        else if (part == "max")
+            f = 1.0;
+        else if (part != "mid")
+            return false;
+        return true;
+    };
+    Aspect read;
+    if (!place(std::string_view(align).substr(1, 3), read.fx) || !place(std::string_view(align).substr(5, 3), read.fy))
+        return aspect;
+    read.slice = rest == "slice";
+    return read;
+}
+
 // The scale and offset that map a view box into a viewport of `w` x `h`.
-inline std::string viewBoxTransform(const float vb[4], double w, double h, std::string_view aspect)
+inline std::string viewBoxTransform(const float vb[4], double w, double h, std::string_view aspectText)
 {
     double sx = w / vb[2], sy = h / vb[3];
     double tx = 0, ty = 0;
-    const std::string mode = ToLower(Trim(aspect));
-    if (mode != "none") {
-        const bool slice = mode.find("slice") != std::string::npos;
-        const double s = slice ? std::max(sx, sy) : std::min(sx, sy);
-        const std::string align = mode.substr(0, 8);
-        const double fx = align.find("xmin") == 0 ? 0.0 : align.find("xmax") == 0 ? 1.0 : 0.5;
-        const double fy = align.find("ymin") == 4 ? 0.0 : align.find("ymax") == 4 ? 1.0 : 0.5;
-        tx = (w - vb[2] * s) * fx;
-        ty = (h - vb[3] * s) * fy;
+    const Aspect aspect = readAspect(aspectText);
+    if (!aspect.none) {
+        const double s = aspect.slice ? std::max(sx, sy) : std::min(sx, sy);
+        tx = (w - vb[2] * s) * aspect.fx;
+        ty = (h - vb[3] * s) * aspect.fy;
         sx = sy = s;
     }
     tx -= vb[0] * sx;
@@ -196,8 +237,18 @@ struct Context {
     bool fillCurrent = false;    // the cascaded "fill" is currentColor, which follows "color"
     bool strokeCurrent = false;  // the same for "stroke"
     bool nonZero = true;         // the cascaded "fill-rule" is nonzero
+    bool dashed = false;         // the cascaded "stroke-dasharray" draws dashes
     double fontSize = 16.0;      // the cascaded "font-size" in user units, for "em" and "ex"
     std::vector<Attr> textProperties; // font properties given on groups, for the texts inside
+};
+
+// What relative lengths on a "use" refer to where it stands: the size of the
+// nearest viewport (a nested "svg", a "symbol" with its view box, the root)
+// and the cascaded "font-size", all in user units.
+struct UseScope {
+    double width = 100.0;
+    double height = 100.0;
+    double fontSize = 16.0;
 };
 
 constexpr const char* kTextProperties[] = {"font-family", "font-size", "font-weight", "font-style",
@@ -227,9 +278,13 @@ private:
     void collectStyleSheets(El& e, std::string& sheet);
     void applyStyles(El& e);
     void indexIds(El& e);
-    void expandUses(El& parent, std::vector<const El*>& stack);
+    void expandUses(El& parent, std::vector<const El*>& stack, const UseScope& scope);
     std::vector<const El*> m_ancestors; // elements the walk over references is inside of
-    std::unique_ptr<El> inlineUse(const El& use, std::vector<const El*>& stack);
+    std::unique_ptr<El> inlineUse(const El& use, std::vector<const El*>& stack, const UseScope& scope);
+    UseScope rootScope(const El& root) const;
+    void scopeFontSize(const El& e, UseScope& scope) const;
+    FontSizes fontsAt(const UseScope& scope) const { return FontSizes{scope.fontSize, m_fonts.rem, true}; }
+    void useLength(const El& use, const char* name, double base, const FontSizes& fonts, std::string& out);
 
     bool processElement(El& e, Context ctx);
     bool cascadeVisibility(El& e, Context& ctx, bool root);
@@ -272,7 +327,6 @@ private:
         kids.clear();
     }
     size_t m_inlined = 0;
-    double m_rootWidth = 100.0, m_rootHeight = 100.0;
     // What "em", "ex" and "rem" refer to for the element being converted.
     FontSizes m_fonts;
     // What the tree's text may still grow by through entity references.

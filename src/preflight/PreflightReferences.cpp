@@ -14,13 +14,51 @@ void Pass::indexIds(El& e)
 
 // ------------------------------------------------ references
 
-void Pass::expandUses(El& parent, std::vector<const El*>& stack)
+// The viewport and font size a use directly inside the root refers to: the
+// root's view box, else its width and height when both are absolute.
+UseScope Pass::rootScope(const El& root) const
+{
+    UseScope scope;
+    scope.fontSize = m_fonts.rem;
+    float vb[4];
+    const std::string* viewBox = root.get("viewBox");
+    if (viewBox && readViewBox(*viewBox, vb)) {
+        scope.width = vb[2];
+        scope.height = vb[3];
+        return scope;
+    }
+    const std::string* w = root.get("width");
+    const std::string* h = root.get("height");
+    std::string wText, hText;
+    if (w && h && w->find('%') == std::string::npos && h->find('%') == std::string::npos &&
+        NormalizeLength(*w, 100.0, wText, m_fonts) != LengthResult::Invalid &&
+        NormalizeLength(*h, 100.0, hText, m_fonts) != LengthResult::Invalid && numberOf(wText) > 0 &&
+        numberOf(hText) > 0) {
+        scope.width = numberOf(wText);
+        scope.height = numberOf(hText);
+    }
+    return scope;
+}
+
+// The font size of `e` in `scope`, which is its parent's.
+void Pass::scopeFontSize(const El& e, UseScope& scope) const
+{
+    double value = 0;
+    const std::string* size = e.get("font-size");
+    if (size && ResolveFontSize(*size, scope.fontSize, fontsAt(scope), value)) scope.fontSize = value;
+}
+
+// Replaces every use below `parent` by a group holding a copy of what it
+// refers to, tracking the viewport and font size each use stands in.
+void Pass::expandUses(El& parent, std::vector<const El*>& stack, const UseScope& scope)
 {
     for (size_t i = 0; i < parent.kids.size(); ++i) {
         El& kid = *parent.kids[i];
         if (kid.isText()) continue;
+        UseScope inner = scope;
+        scopeFontSize(kid, inner);
         if (kid.name == "use") {
-            std::unique_ptr<El> group = inlineUse(kid, stack);
+            std::unique_ptr<El> group = inlineUse(kid, stack, inner);
             if (group) {
                 m_graveyard.push_back(std::move(parent.kids[i]));
                 parent.kids[i] = std::move(group);
@@ -30,13 +68,45 @@ void Pass::expandUses(El& parent, std::vector<const El*>& stack)
             continue;
         }
         if (isNonRendered(kid.name)) continue;
+        if (kid.name == "svg") {
+            // A nested viewport: its size (percentages of the enclosing one), or its view box.
+            const FontSizes fonts = fontsAt(inner);
+            std::string w, h;
+            const std::string* wText = kid.get("width");
+            const std::string* hText = kid.get("height");
+            if (wText && NormalizeLength(*wText, scope.width, w, fonts) != LengthResult::Invalid)
+                inner.width = numberOf(w);
+            if (hText && NormalizeLength(*hText, scope.height, h, fonts) != LengthResult::Invalid)
+                inner.height = numberOf(h);
+            float vb[4];
+            const std::string* viewBox = kid.get("viewBox");
+            if (viewBox && readViewBox(*viewBox, vb)) {
+                inner.width = vb[2];
+                inner.height = vb[3];
+            }
+        }
         m_ancestors.push_back(&kid);
-        expandUses(kid, stack);
+        expandUses(kid, stack, inner);
         m_ancestors.pop_back();
     }
 }
 
-std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack)
+// A length on a use in user units; `out` keeps its default when the length
+// is absent or unreadable (reported). Percentages and "ex" are reported as
+// approximated like on every other element.
+void Pass::useLength(const El& use, const char* name, double base, const FontSizes& fonts, std::string& out)
+{
+    const std::string* text = use.get(name);
+    if (!text) return;
+    switch (NormalizeLength(*text, base, out, fonts)) {
+    case LengthResult::Approximated: approximated("relative length unit converted to user units"); break;
+    case LengthResult::Invalid: dropped("attribute " + quoted(name) + " on a use that cannot be read"); break;
+    default: break;
+    }
+}
+
+// `scope` is the use's own: the viewport it stands in and its cascaded font size.
+std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack, const UseScope& scope)
 {
     const std::string* href = hrefOf(use);
     const std::string id = href ? std::string(Trim(*href)) : std::string();
@@ -47,9 +117,14 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
     }
     const El* target = found->second;
     if (std::find(stack.begin(), stack.end(), target) != stack.end() ||
-        std::find(m_ancestors.begin(), m_ancestors.end(), target) != m_ancestors.end() ||
-        int(stack.size()) >= m_options.maxReferenceDepth) {
-        dropped("use that refers to itself or nests too deeply");
+        std::find(m_ancestors.begin(), m_ancestors.end(), target) != m_ancestors.end()) {
+        // Renderers differ here; this one draws what the chain reaches before
+        // it comes back to an element it is already inside.
+        dropped("use that closes a reference cycle (what comes before it is drawn)");
+        return nullptr;
+    }
+    if (int(stack.size()) >= m_options.maxReferenceDepth) {
+        dropped("use nested deeper than the reference limit");
         return nullptr;
     }
     const size_t size = countElements(*target);
@@ -67,9 +142,10 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
             continue;
         group->attrs.push_back(a);
     }
+    const FontSizes fonts = fontsAt(scope);
     std::string x = "0", y = "0";
-    if (const std::string* v = use.get("x")) NormalizeLength(*v, m_rootWidth, x, m_fonts);
-    if (const std::string* v = use.get("y")) NormalizeLength(*v, m_rootHeight, y, m_fonts);
+    useLength(use, "x", scope.width, fonts, x);
+    useLength(use, "y", scope.height, fonts, y);
     float fx = 0, fy = 0;
     impl::ParseSvgFloat(x, fx);
     impl::ParseSvgFloat(y, fy);
@@ -81,16 +157,16 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
 
     std::unique_ptr<El> copy = target->clone();
     stripIds(*copy);
-    if (copy->name == "symbol") {
+    UseScope content = scope; // what lengths inside the copy refer to
+    const bool symbol = copy->name == "symbol";
+    if (symbol) {
         copy->name = "g";
         float vb[4];
         const bool hasViewBox = copy->get("viewBox") && readViewBox(*copy->get("viewBox"), vb);
-        std::string w, h;
         // Without a size on the reference the symbol fills the whole viewport.
-        const std::string* uw = use.get("width");
-        const std::string* uh = use.get("height");
-        if (!uw || NormalizeLength(*uw, m_rootWidth, w, m_fonts) == LengthResult::Invalid) w = FormatFloat(m_rootWidth);
-        if (!uh || NormalizeLength(*uh, m_rootHeight, h, m_fonts) == LengthResult::Invalid) h = FormatFloat(m_rootHeight);
+        std::string w = FormatFloat(scope.width), h = FormatFloat(scope.height);
+        useLength(use, "width", scope.width, fonts, w);
+        useLength(use, "height", scope.height, fonts, h);
         if (!(numberOf(w) > 0) || !(numberOf(h) > 0) || viewBoxWithoutArea(*copy)) {
             dropped("use of a symbol without area");
             return nullptr;
@@ -99,6 +175,10 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
         // and transform are not applied.
         for (const char* n : {"x", "y", "width", "height", "refX", "refY", "transform"})
             if (copy->remove(n)) dropped("attribute " + quoted(n) + " on a symbol");
+        content.width = hasViewBox ? vb[2] : numberOf(w);
+        content.height = hasViewBox ? vb[3] : numberOf(h);
+        copy->viewportWidth = content.width;
+        copy->viewportHeight = content.height;
         if (hasViewBox) {
             const std::string* aspect = copy->get("preserveAspectRatio");
             copy->set("transform", viewBoxTransform(vb, numberOf(w), numberOf(h), aspect ? *aspect : std::string()));
@@ -110,11 +190,17 @@ std::unique_ptr<El> Pass::inlineUse(const El& use, std::vector<const El*>& stack
         if (const std::string* uw = use.get("width")) copy->set("width", *uw);
         if (const std::string* uh = use.get("height")) copy->set("height", *uh);
     }
-    group->kids.push_back(std::move(copy));
     rewritten("use inlined as a group");
 
     stack.push_back(target);
-    expandUses(*group, stack);
+    if (!symbol) {
+        group->kids.push_back(std::move(copy));
+        expandUses(*group, stack, scope);
+    } else {
+        scopeFontSize(*copy, content);
+        expandUses(*copy, stack, content);
+        group->kids.push_back(std::move(copy));
+    }
     stack.pop_back();
     return group;
 }

@@ -39,8 +39,13 @@ bool Pass::convertShape(El& e, const Context& ctx)
             }
             return true;
         }
-        const bool hasRx = length(e, "rx", ctx.width, rx);
-        const bool hasRy = length(e, "ry", ctx.height, ry);
+        // A negative radius is invalid and so "auto", like a missing one: it
+        // takes the other radius. A zero radius disables the ellipse.
+        bool hasRx = length(e, "rx", ctx.width, rx);
+        bool hasRy = length(e, "ry", ctx.height, ry);
+        if ((hasRx && num(rx) < 0) || (hasRy && num(ry) < 0)) rewritten("negative ellipse radius as auto");
+        hasRx = hasRx && num(rx) >= 0;
+        hasRy = hasRy && num(ry) >= 0;
         if (!hasRx && hasRy) rx = ry;
         if (!hasRy && hasRx) ry = rx;
         if (!(num(rx) > 0) || !(num(ry) > 0)) {

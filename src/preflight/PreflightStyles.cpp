@@ -79,15 +79,26 @@ void Pass::applyStyles(El& e)
         }
         e.set(d.first, d.second);
     };
+    // Author cascade, weakest first: presentation attributes (already set),
+    // rules by specificity then document order, the style attribute, then the
+    // "!important" declarations of the rules and of the style attribute.
     for (const StyleRule* rule : matched)
         for (const Declaration& d : rule->declarations) apply(d);
     if (!matched.empty()) rewritten("style sheet rule moved to attributes");
+    std::vector<Declaration> styleImportant;
     if (const std::string* style = e.get("style")) {
-        const std::vector<Declaration> declarations = ParseDeclarations(*style);
+        const std::vector<Declaration> declarations = ParseDeclarations(*style, &styleImportant);
         e.remove("style");
         for (const Declaration& d : declarations) apply(d);
         rewritten("style attribute moved to attributes");
     }
+    auto applyImportant = [&](const Declaration& d) {
+        apply(d);
+        rewritten("important declaration applied over the others");
+    };
+    for (const StyleRule* rule : matched)
+        for (const Declaration& d : rule->important) applyImportant(d);
+    for (const Declaration& d : styleImportant) applyImportant(d);
     for (auto& kid : e.kids) applyStyles(*kid);
 }
 

@@ -284,16 +284,8 @@ bool Pass::run(const std::string& input, std::string& output)
     m_fonts.cascaded = true;
     if (const std::string* size = root->get("font-size")) ResolveFontSize(*size, 16.0, m_fonts, m_fonts.rem);
     m_fonts.em = m_fonts.rem;
-    {
-        float vb[4];
-        const std::string* viewBox = root->get("viewBox");
-        if (viewBox && readViewBox(*viewBox, vb)) {
-            m_rootWidth = vb[2];
-            m_rootHeight = vb[3];
-        }
-    }
     std::vector<const El*> stack;
-    expandUses(*root, stack);
+    expandUses(*root, stack, rootScope(*root));
     processRoot(*root);
 
     output = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";

@@ -495,7 +495,7 @@ bool AttributeCondition::matches(std::string_view actual) const
     }
 }
 
-std::vector<Declaration> ParseDeclarations(std::string_view text)
+std::vector<Declaration> ParseDeclarations(std::string_view text, std::vector<Declaration>* important)
 {
     std::vector<Declaration> result;
     const std::string clean = stripComments(text);
@@ -526,10 +526,10 @@ std::vector<Declaration> ParseDeclarations(std::string_view text)
         std::string name = ToLower(Trim(piece.substr(0, colon)));
         std::string_view value = Trim(piece.substr(colon + 1));
         const size_t bang = value.rfind('!');
-        if (bang != std::string_view::npos && ToLower(Trim(value.substr(bang + 1))) == "important")
-            value = Trim(value.substr(0, bang));
+        const bool marked = bang != std::string_view::npos && ToLower(Trim(value.substr(bang + 1))) == "important";
+        if (marked) value = Trim(value.substr(0, bang));
         if (name.empty()) continue;
-        result.emplace_back(std::move(name), std::string(value));
+        (marked && important ? *important : result).emplace_back(std::move(name), std::string(value));
     }
     return result;
 }
@@ -572,7 +572,8 @@ std::vector<StyleRule> ParseStyleSheet(std::string_view text, unsigned& unsuppor
         const std::string_view selectors = s.substr(i, brace - i);
         const std::string_view block =
             s.substr(brace + 1, (close == std::string_view::npos ? s.size() : close) - brace - 1);
-        const std::vector<Declaration> declarations = ParseDeclarations(block);
+        std::vector<Declaration> important;
+        const std::vector<Declaration> declarations = ParseDeclarations(block, &important);
         size_t from = 0;
         while (from <= selectors.size()) {
             size_t comma = selectors.find(',', from);
@@ -580,6 +581,7 @@ std::vector<StyleRule> ParseStyleSheet(std::string_view text, unsigned& unsuppor
             StyleRule rule;
             if (parseSimpleSelector(selectors.substr(from, comma - from), rule.selector)) {
                 rule.declarations = declarations;
+                rule.important = important;
                 rule.order = order++;
                 rules.push_back(std::move(rule));
             } else {

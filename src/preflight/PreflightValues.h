@@ -68,8 +68,10 @@ bool SplitLengthList(std::string_view text, std::vector<std::string_view>& piece
 /// One "name: value" declaration; names are lower case, "!important" removed.
 using Declaration = std::pair<std::string, std::string>;
 
-/// Reads the declarations of a style attribute or of a rule's block.
-std::vector<Declaration> ParseDeclarations(std::string_view text);
+/// Reads the declarations of a style attribute or of a rule's block. With
+/// `important` given, the declarations marked "!important" go there instead
+/// of into the result, so that a cascade can apply them last.
+std::vector<Declaration> ParseDeclarations(std::string_view text, std::vector<Declaration>* important = nullptr);
 
 /// A condition on an attribute: "[name]", "[name=v]", "[name~=v]",
 /// "[name|=v]", "[name^=v]", "[name$=v]" or "[name*=v]".
@@ -98,6 +100,7 @@ struct SimpleSelector {
 struct StyleRule {
     SimpleSelector selector;
     std::vector<Declaration> declarations;
+    std::vector<Declaration> important; ///< the declarations marked "!important"
     size_t order = 0;
 };
 
