@@ -47,53 +47,7 @@ std::shared_ptr<SegmentedPrimitive> SegmentPathText(const std::string& d, const 
 
 std::vector<unsigned int> Pairs(std::initializer_list<unsigned int> v) { return v; }
 
-TEST(SegmentLine, EndPointsTransformedNeverFilled)
-{
-    const Line line(Vec2(1, 2), Vec2(4, 6));
-    std::shared_ptr<SegmentedPrimitive> plain = SegmentLine(line, nullptr, nullptr);
-    ASSERT_TRUE(plain);
-    EXPECT_EQ(plain->points, (std::vector<Vec2>{Vec2(1, 2), Vec2(4, 6)}));
-    EXPECT_EQ(plain->lineIndices, Pairs({0, 1}));
-    EXPECT_TRUE(plain->trianglePoints.empty());
-
-    // (x, y) -> (2x + y + 10, -x + 3y - 5); the filled style changes nothing.
-    const Mat3 m(2, 1, 10, -1, 3, -5, 0, 0, 1);
-    RenderingProperties filled;
-    filled.fill = "red";
-    std::shared_ptr<SegmentedPrimitive> moved = SegmentLine(line, &m, &filled);
-    EXPECT_EQ(moved->points, (std::vector<Vec2>{Vec2(14, 0), Vec2(24, 9)}));
-    EXPECT_EQ(moved->lineIndices, Pairs({0, 1}));
-    EXPECT_TRUE(moved->trianglePoints.empty());
-    EXPECT_TRUE(moved->triangleIndices.empty());
-    EXPECT_EQ(moved->properties, RenderingProperties());
-}
-
-TEST(SegmentRect, CornersContourAndFillArea)
-{
-    const Rect rect(Vec2(2, 3), Vec2(10, 4));
-    const RenderingProperties noFill = NoFill();
-    const Mat3 shift(1, 0, 5, 0, 1, -1, 0, 0, 1);
-    bool failed = true;
-    std::shared_ptr<SegmentedPrimitive> outline = SegmentRect(rect, &shift, &noFill, &failed);
-    EXPECT_FALSE(failed);
-    EXPECT_EQ(outline->points, (std::vector<Vec2>{Vec2(7, 2), Vec2(17, 2), Vec2(17, 6), Vec2(7, 6)}));
-    EXPECT_EQ(outline->lineIndices, Pairs({0, 1, 1, 2, 2, 3, 3, 0}));
-    EXPECT_TRUE(outline->trianglePoints.empty());
-
-    // Filled (no properties means filled): the triangles cover w x h, and a
-    // transform scales the area by its determinant.
-    std::shared_ptr<SegmentedPrimitive> filled = SegmentRect(rect, nullptr, nullptr, &failed);
-    EXPECT_FALSE(failed);
-    EXPECT_NEAR(FillArea(*filled), 40.0, 1e-4);
-    const Mat3 shear(2, 1, 0, 0.5f, 3, 7, 0, 0, 1); // determinant 5.5
-    std::shared_ptr<SegmentedPrimitive> sheared = SegmentRect(rect, &shear, nullptr, nullptr);
-    EXPECT_NEAR(FillArea(*sheared), 40.0 * 5.5, 1e-3);
-
-    // Zero width: four points, two of them repeated, passed on unchanged.
-    const Rect flat(Vec2(1, 1), Vec2(0, 5));
-    std::shared_ptr<SegmentedPrimitive> thin = SegmentRect(flat, nullptr, &noFill, nullptr);
-    EXPECT_EQ(thin->points, (std::vector<Vec2>{Vec2(1, 1), Vec2(1, 1), Vec2(1, 6), Vec2(1, 6)}));
-}
+// Lines and rectangles: tests/data/segment/shapes.svg.
 
 TEST(SegmentCircle, PointsOnTheCircleAndAreaConverges)
 {
