@@ -49,19 +49,31 @@ inline void fail(const char* what)
     std::abort();
 }
 
+/// Indices come in whole groups (pairs, triples) and each lies below `points`.
+inline void checkIndices(const std::vector<unsigned int>& indices, size_t group, size_t points, const char* what)
+{
+    if (indices.size() % group != 0) fail(what);
+    for (unsigned int index : indices)
+        if (index >= points) fail(what);
+}
+
 /// Every index of a primitive's outline, fill and stroke lies in range and
 /// comes in whole pairs or triples.
 inline void checkPrimitive(const kx::svg::SegmentedPrimitive& primitive)
 {
-    if (primitive.lineIndices.size() % 2 != 0) fail("odd outline index count");
-    for (unsigned int index : primitive.lineIndices)
-        if (index >= primitive.points.size()) fail("outline index out of range");
-    if (primitive.triangleIndices.size() % 3 != 0) fail("triangle index count not a multiple of 3");
-    for (unsigned int index : primitive.triangleIndices)
-        if (index >= primitive.trianglePoints.size()) fail("triangle index out of range");
-    if (primitive.strokeIndices.size() % 3 != 0) fail("stroke index count not a multiple of 3");
-    for (unsigned int index : primitive.strokeIndices)
-        if (index >= primitive.strokePoints.size()) fail("stroke index out of range");
+    checkIndices(primitive.lineIndices, 2, primitive.points.size(), "outline indices not whole pairs in range");
+    checkIndices(primitive.triangleIndices, 3, primitive.trianglePoints.size(), "triangles not whole triples in range");
+    checkIndices(primitive.strokeIndices, 3, primitive.strokePoints.size(), "stroke not whole triples in range");
+}
+
+/// Segments a loaded tree with `options` and checks every primitive.
+inline void checkSegmentation(const kx::svg::ItemInterface& root, const kx::svg::SegmentationOptions& options)
+{
+    const auto* node = dynamic_cast<const kx::svg::Node*>(&root);
+    if (!node) return;
+    kx::svg::SegmenterVisitor segmenter(*node, options);
+    for (const auto& primitive : segmenter.getSegmentedPrimitives())
+        if (primitive) checkPrimitive(*primitive);
 }
 
 /// Drops log entries: warnings about unfillable shapes would flood the
@@ -145,18 +157,14 @@ inline int fuzzLoad(const uint8_t* data, size_t size)
         ink.includeStroke = lenient != 0;
         kx::svg::ComputeTightBoundingBox(*result, nullptr, nullptr, ink);
 
-        if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
-            // The strict pass flattens with the defaults, the lenient one as
-            // real drawings are flattened (crossings resolved, going on past
-            // failures) with non-overlapping stroke meshes.
-            kx::svg::SegmentationOptions segmentation =
-                lenient ? kx::svg::SegmentationOptions::realSvg() : kx::svg::SegmentationOptions();
-            segmentation.strokeMeshes = lenient != 0;
-            segmentation.strokeNonOverlapping = lenient != 0;
-            kx::svg::SegmenterVisitor segmenter(*node, segmentation);
-            for (const auto& primitive : segmenter.getSegmentedPrimitives())
-                if (primitive) checkPrimitive(*primitive);
-        }
+        // The strict pass flattens with the defaults, the lenient one as real
+        // drawings are flattened (crossings resolved, going on past failures)
+        // with non-overlapping stroke meshes.
+        kx::svg::SegmentationOptions segmentation =
+            lenient ? kx::svg::SegmentationOptions::realSvg() : kx::svg::SegmentationOptions();
+        segmentation.strokeMeshes = lenient != 0;
+        segmentation.strokeNonOverlapping = lenient != 0;
+        checkSegmentation(*result, segmentation);
     }
     return 0;
 }
@@ -213,11 +221,7 @@ inline int fuzzPreflight(const uint8_t* data, size_t size)
         const kx::svg::impl::MessageSink sink = [](const std::string&) {};
         if (!kx::svg::impl::LoadSvgDocument(result, device, options, sink, sink) || !result)
             fail("preflight output does not load strictly");
-        if (const auto* node = dynamic_cast<const kx::svg::Node*>(result.get())) {
-            kx::svg::SegmenterVisitor segmenter(*node, kx::svg::SegmentationOptions::realSvg());
-            for (const auto& primitive : segmenter.getSegmentedPrimitives())
-                if (primitive) checkPrimitive(*primitive);
-        }
+        checkSegmentation(*result, kx::svg::SegmentationOptions::realSvg());
     }
     return 0;
 }
@@ -423,11 +427,8 @@ inline int fuzzTriangulate(const uint8_t* data, size_t size)
         return 0;
     }
 
-    for (unsigned int index : edges)
-        if (index >= points.size()) fail("accepted an index pair outside the points");
-    if (outIndices.size() % 3 != 0) fail("triangle index count not a multiple of 3");
-    for (unsigned int index : outIndices)
-        if (index >= outPoints.size()) fail("triangle index out of range");
+    checkIndices(edges, 1, points.size(), "accepted an index pair outside the points");
+    checkIndices(outIndices, 3, outPoints.size(), "triangles not whole triples in range");
 
     // The area check needs finite, moderate coordinates (grid mode) and a
     // closed outline, whose inside does not depend on the ray chosen.
@@ -442,21 +443,17 @@ inline int fuzzTriangulate(const uint8_t* data, size_t size)
         triangles += 0.5 * std::fabs(cross);
     }
     const double covered = coveredArea(points, edges, rule);
-    if (resolve && std::fabs(ringArea - triangles) > 1e-6 * triangles + 1e-6) {
-        std::fprintf(stderr, "rings %.9g, triangles %.9g\n", ringArea, triangles);
-        fail("the fill boundary encloses another area than the triangles");
-    }
+    auto failArea = [](const char* what, double a, double b) {
+        std::fprintf(stderr, "%.9g against %.9g\n", a, b);
+        fail(what);
+    };
+    if (resolve && std::fabs(ringArea - triangles) > 1e-6 * triangles + 1e-6)
+        failArea("the fill boundary encloses another area than the triangles", ringArea, triangles);
     // Crossing points are rounded to floats by the triangulator: allow a
-    // small relative slack plus an absolute one for slivers.
-    if (triangles > covered * (1.0 + 1e-3) + 1e-2) {
-        std::fprintf(stderr, "triangles %.9g, covered %.9g\n", triangles, covered);
-        fail("triangles cover more than the outline");
-    }
-    // A successful fill also covers all of it: nothing may go missing.
-    if (triangles < covered * (1.0 - 1e-3) - 1e-2) {
-        std::fprintf(stderr, "triangles %.9g, covered %.9g\n", triangles, covered);
-        fail("triangles cover less than the outline");
-    }
+    // small relative slack plus an absolute one for slivers. A successful
+    // fill covers all of the outline and nothing more.
+    if (triangles > covered * (1.0 + 1e-3) + 1e-2) failArea("triangles cover more than the outline", triangles, covered);
+    if (triangles < covered * (1.0 - 1e-3) - 1e-2) failArea("triangles cover less than the outline", triangles, covered);
     return 0;
 }
 

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -300,59 +301,57 @@ TEST(BezierLeaves, LeavesLieOnTheCurveAndMeetTheTolerance)
     }
 }
 
+// A primitive's points and index pairs as one text: "x y, x y | i j, i j".
+std::string Text(const SegmentedPrimitive& p)
+{
+    std::ostringstream out;
+    for (std::size_t i = 0; i < p.points.size(); ++i) out << (i ? ", " : "") << p.points[i].X() << " " << p.points[i].Y();
+    out << " |";
+    for (std::size_t i = 0; i + 1 < p.lineIndices.size(); i += 2)
+        out << (i ? ", " : " ") << p.lineIndices[i] << " " << p.lineIndices[i + 1];
+    return out.str();
+}
+
 TEST(BezierSegment, PointsAndIndexPairs)
 {
     BezierSegmentationWorkspace ws;
     Curve straight = MakeCurve({Vec2(0, 0), Vec2(1, 0), Vec2(2, 0), Vec2(4, 0)});
+    Curve next = MakeCurve({Vec2(4, 0), Vec2(4, 1), Vec2(4, 2), Vec2(4, 3)});
+    Curve bent = MakeCurve({Vec2(0, 0), Vec2(0, 10), Vec2(10, 10), Vec2(10, 0)});
 
-    // P0, B(0.5), P3 with the pairs joining them.
+    // P0, B(0.5), P3 with the pairs joining them; without the start point the
+    // chain continues from the previous last point; a new chain in the same
+    // primitive is not joined to the old one.
     SegmentedPrimitive out;
     DeCasteljauSegmentBezier(ws, straight, out, true, 32, kPathTolerance);
-    ASSERT_EQ(out.points.size(), 3u);
-    EXPECT_EQ(out.points[0], Vec2(0, 0));
-    EXPECT_EQ(out.points[1], Vec2(1.625f, 0));
-    EXPECT_EQ(out.points[2], Vec2(4, 0));
-    EXPECT_EQ(out.lineIndices, (std::vector<unsigned int>{0, 1, 1, 2}));
-
-    // Without the start point the chain continues from the previous last point.
-    Curve next = MakeCurve({Vec2(4, 0), Vec2(4, 1), Vec2(4, 2), Vec2(4, 3)});
+    EXPECT_EQ(Text(out), "0 0, 1.625 0, 4 0 | 0 1, 1 2");
     DeCasteljauSegmentBezier(ws, next, out, false, 32, kPathTolerance);
-    ASSERT_EQ(out.points.size(), 5u);
-    EXPECT_EQ(out.points[3], Vec2(4, 1.5f));
-    EXPECT_EQ(out.points[4], Vec2(4, 3));
-    EXPECT_EQ(out.lineIndices, (std::vector<unsigned int>{0, 1, 1, 2, 2, 3, 3, 4}));
-
-    // A new chain in the same primitive is not joined to the old one.
+    EXPECT_EQ(Text(out), "0 0, 1.625 0, 4 0, 4 1.5, 4 3 | 0 1, 1 2, 2 3, 3 4");
     DeCasteljauSegmentBezier(ws, next, out, true, 32, kPathTolerance);
-    ASSERT_EQ(out.points.size(), 8u);
-    EXPECT_EQ(out.lineIndices, (std::vector<unsigned int>{0, 1, 1, 2, 2, 3, 3, 4, 5, 6, 6, 7}));
+    EXPECT_EQ(Text(out), "0 0, 1.625 0, 4 0, 4 1.5, 4 3, 4 0, 4 1.5, 4 3 | 0 1, 1 2, 2 3, 3 4, 5 6, 6 7");
 
-    // All four points coincide: three equal points.
-    SegmentedPrimitive dot;
+    // All four points coincide: three equal points. maxJobs 0: one interior
+    // point at t = 0.5. Without a previous point, "continue the chain" starts
+    // a new one. Curves that are not cubic add nothing and read nothing past
+    // their points.
     Curve point = MakeCurve({Vec2(2, 3), Vec2(2, 3), Vec2(2, 3), Vec2(2, 3)});
-    DeCasteljauSegmentBezier(ws, point, dot, true, 32, kPathTolerance);
-    EXPECT_EQ(dot.points, (std::vector<Vec2>{Vec2(2, 3), Vec2(2, 3), Vec2(2, 3)}));
-
-    // maxJobs 0: one interior point at t = 0.5.
-    SegmentedPrimitive coarse;
-    Curve bent = MakeCurve({Vec2(0, 0), Vec2(0, 10), Vec2(10, 10), Vec2(10, 0)});
-    DeCasteljauSegmentBezier(ws, bent, coarse, true, 0, kPathTolerance);
-    EXPECT_EQ(coarse.points, (std::vector<Vec2>{Vec2(0, 0), Vec2(5, 7.5f), Vec2(10, 0)}));
-
-    // Without a previous point, "continue the chain" starts a new one.
-    SegmentedPrimitive fresh;
-    DeCasteljauSegmentBezier(ws, straight, fresh, false, 32, kPathTolerance);
-    EXPECT_EQ(fresh.points.size(), 3u);
-    EXPECT_EQ(fresh.lineIndices, (std::vector<unsigned int>{0, 1, 1, 2}));
-
-    // Curves that are not cubic add nothing and read nothing past their points.
-    SegmentedPrimitive none;
     Curve quadratic = MakeCurve({Vec2(0, 0), Vec2(5, 5), Vec2(10, 0)});
     Curve linear = MakeCurve({Vec2(0, 0), Vec2(5, 5)});
-    DeCasteljauSegmentBezier(ws, quadratic, none, true, 32, kPathTolerance);
-    DeCasteljauSegmentBezier(ws, linear, none, false, 32, kPathTolerance);
-    EXPECT_TRUE(none.points.empty());
-    EXPECT_TRUE(none.lineIndices.empty());
+    const struct {
+        const Curve* curve;
+        bool startNew;
+        unsigned int maxJobs;
+        const char* text;
+    } alone[] = {{&point, true, 32, "2 3, 2 3, 2 3 | 0 1, 1 2"},
+                 {&bent, true, 0, "0 0, 5 7.5, 10 0 | 0 1, 1 2"},
+                 {&straight, false, 32, "0 0, 1.625 0, 4 0 | 0 1, 1 2"},
+                 {&quadratic, true, 32, " |"},
+                 {&linear, false, 32, " |"}};
+    for (const auto& c : alone) {
+        SegmentedPrimitive one;
+        DeCasteljauSegmentBezier(ws, *c.curve, one, c.startNew, c.maxJobs, kPathTolerance);
+        EXPECT_EQ(Text(one), c.text);
+    }
 }
 
 TEST(BezierSegment, IndexOverflowIsLoggedAndAddsNothing)

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include "TestSupport.h"
+
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,34 +40,6 @@ std::shared_ptr<T> WithId(std::shared_ptr<T> item, const std::string& id)
 }
 
 } // namespace
-
-TEST(ItemsTest, ConstructorsSetKindsAndDefaults)
-{
-    Document doc;
-    EXPECT_EQ(doc.getType(), ItemType::Document);
-    EXPECT_FALSE(doc.getViewbox() || doc.getStyle() || doc.getTransform() || doc.getId());
-    EXPECT_EQ(Node().getType(), ItemType::Node);
-    EXPECT_EQ(Path().getType(), ItemType::Path);
-    EXPECT_EQ(Circle(Wm4::Vector2<float>(5, 6), 7.0f).getType(), ItemType::Circle);
-    EXPECT_EQ(Line(Wm4::Vector2<float>(1, 2), Wm4::Vector2<float>(3, 4)).getType(), ItemType::Line);
-
-    Rect rect(Wm4::Vector2<float>(1, 2), Wm4::Vector2<float>(10, 20));
-    EXPECT_EQ(rect.getType(), ItemType::Rect);
-    EXPECT_EQ(rect.getRx(), 0.0f);
-    EXPECT_EQ(rect.getRy(), 0.0f);
-
-    Text text(Wm4::Vector2<float>(1, 1), "hello");
-    EXPECT_EQ(text.getType(), ItemType::Text);
-    EXPECT_FALSE(text.getFontFamily() || text.getFontSize() || text.getTextLength() || text.getXmlSpacePreserve() ||
-                 text.getBold() || text.getItalic() || text.getUnderline());
-
-    Image image;
-    EXPECT_EQ(image.getType(), ItemType::Image);
-    EXPECT_EQ(image.getPosition(), Wm4::Vector2<float>(0, 0));
-    EXPECT_EQ(image.getSize(), Wm4::Vector2<float>(0, 0));
-    EXPECT_EQ(image.getHref(), "");
-    EXPECT_FALSE(image.getPreserveAspectRatio().has_value());
-}
 
 TEST(ItemsTest, AddChildSharesAndOrders)
 {
@@ -116,33 +90,23 @@ TEST(ItemsTest, DeepCopyDropsInvalidChildrenAndSharesNothing)
     source.addChild(WithId(std::make_shared<Line>(Wm4::Vector2<float>(0, 0), Wm4::Vector2<float>(1, 1)), "l"), true);
     source.addChild(WithId(std::make_shared<Circle>(Wm4::Vector2<float>(0, 0), 2.0f), "c"), true);
 
+    // The invalid children are dropped and the rest copied field for field, in order.
     Node copy(source);
-    EXPECT_EQ(ChildIds(copy), (std::vector<std::string>{"r", "inner", "image", "l", "c"}));
-    EXPECT_EQ(*copy.getId(), "root");
-    EXPECT_EQ(copy.getTransform()->operator()(1, 2), 6.0f);
-    EXPECT_EQ(copy.getRenderingProperties(), source.getRenderingProperties());
-
+    EXPECT_EQ(kxtest::DumpTree(&copy), "g id=root transform=(1 0 0 1 5 6) dasharray=[2mm] fill=red\n"
+                                       "  rect id=r (0 0) size (1 1) r (0 0)\n"
+                                       "  g id=inner\n"
+                                       "    path id=path d=M1,2Z\n"
+                                       "    text id=text (1 2) bold=1 content=[t]\n"
+                                       "  image id=image (0 0) size (0 0) href=a.png aspect=5\n"
+                                       "  line id=l (0 0) (1 1)\n"
+                                       "  circle id=c (0 0) r 2\n");
     // No item is shared with the source, at any depth.
-    auto sourceIt = source.getChildren().begin();
+    std::set<const ItemInterface*> original;
+    for (const auto& child : source.getChildren()) original.insert(child.get());
     for (const auto& child : copy.getChildren()) {
-        while (!*sourceIt || (*sourceIt)->getType() == ItemType::Document ||
-               static_cast<int>((*sourceIt)->getType()) > 7 || dynamic_cast<const AlienItem*>(sourceIt->get()))
-            ++sourceIt;
-        EXPECT_NE(child.get(), sourceIt->get());
-        EXPECT_EQ(child->getType(), (*sourceIt)->getType());
+        EXPECT_EQ(original.count(child.get()), 0u);
         EXPECT_EQ(child.use_count(), 1);
-        ++sourceIt;
     }
-    const auto& innerCopy = static_cast<const Node&>(**std::next(copy.getChildren().begin()));
-    EXPECT_EQ(ChildIds(innerCopy), (std::vector<std::string>{"path", "text"}));
-    const auto& pathCopy = static_cast<const Path&>(*innerCopy.getChildren().front());
-    EXPECT_NE(&pathCopy, path.get());
-    EXPECT_EQ(pathCopy.getCommands(), path->getCommands());
-    EXPECT_EQ(*static_cast<const Text&>(*innerCopy.getChildren().back()).getBold(), true);
-    const auto& imageCopy = static_cast<const Image&>(**std::next(copy.getChildren().begin(), 2));
-    EXPECT_EQ(imageCopy.getHref(), "a.png");
-    EXPECT_EQ(*imageCopy.getPreserveAspectRatio(), Image::AspectRatio::XMidYMid);
-
     // Editing the copy's grandchildren leaves the source alone.
     static_cast<Path&>(*static_cast<Node&>(**std::next(copy.editChildren().begin())).editChildren().front())
         .editCommands()

@@ -2,13 +2,14 @@
 #include <kx/svg/RenderingProperties.h>
 #include <kx/svg/Units.h>
 
+#include "TestSupport.h"
 #include "model/NamedColors.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
-#include <random>
+#include <sstream>
 #include <string>
 
 using namespace kx::svg;
@@ -34,40 +35,29 @@ std::string Parse(const std::string& text)
 
 } // namespace
 
-TEST(UnitValueTest, ParsesNumbersWithTheirUnits)
+// Golden cases: tests/data/values/colors.txt and units.txt hold one value a
+// line; colors.out and units.out give each quoted, then what it parses to
+// (red, green, blue, alpha or value/unit), or "fail".
+TEST(ValuesGolden, ColoursAndUnits)
 {
-    EXPECT_EQ(Parse("12.5px"), "12.500000/3");
-    EXPECT_EQ(Parse("12.5 px "), "12.500000/3");
-    EXPECT_EQ(Parse("50%"), "50.000000/1");
-    EXPECT_EQ(Parse("3"), "3.000000/0");
-    EXPECT_EQ(Parse("%"), "0.000000/1");
-    EXPECT_EQ(Parse(""), "0.000000/0");
-    EXPECT_EQ(Parse("   "), "0.000000/0");
-    EXPECT_EQ(Parse("1e2mm"), "100.000000/6");
-    EXPECT_EQ(Parse("2em"), "2.000000/2");
-    EXPECT_EQ(Parse("2pt"), "2.000000/4");
-    EXPECT_EQ(Parse("2cm"), "2.000000/5");
-    EXPECT_EQ(Parse("2in"), "2.000000/7");
+    const std::string dir = std::string(KXSVG_TEST_DATA_DIR) + "/values/";
+    const std::pair<const char*, std::string (*)(const std::string&)> areas[] = {{"colors", Rgba}, {"units", Parse}};
+    for (const auto& [name, parse] : areas) {
+        std::string input, out;
+        ASSERT_TRUE(kxtest::readFile(dir + name + ".txt", input)) << name;
+        std::istringstream lines(input);
+        for (std::string line; std::getline(lines, line);) out += "'" + line + "' " + parse(line) + "\n";
+        kxtest::ExpectGolden(out, dir + name + ".out");
+    }
+    // Line breaks and NUL bytes: a NUL ends the text early, so nothing follows it.
     EXPECT_EQ(Parse(" -4\t\n"), "-4.000000/0");
-    EXPECT_EQ(Parse("0x10"), "16.000000/0");
-    EXPECT_EQ(Parse("7"), "7.000000/0");
-    // Not units: "ex", "pc", capitals; rubbish; an embedded NUL stops the number early.
-    EXPECT_EQ(Parse("10ex"), "fail");
-    EXPECT_EQ(Parse("10pc"), "fail");
-    EXPECT_EQ(Parse("10PX"), "fail");
-    EXPECT_EQ(Parse("px"), "0.000000/3"); // the empty rest reads as 0, as with "%"
-    EXPECT_EQ(Parse("1 2"), "fail");
     EXPECT_EQ(Parse(std::string("1\0px", 4)), "fail");
-    EXPECT_EQ(Parse("12px%"), "fail");
+    EXPECT_EQ(Rgba(std::string("red\0", 4)), "fail");
 
     // A failed parse leaves the output untouched.
     UnitValue out(5.0f, Unit::Cm);
     EXPECT_FALSE(UnitValue::parseVal("abc", out));
     EXPECT_EQ(out, UnitValue(5.0f, Unit::Cm));
-
-    UnitValue inf;
-    ASSERT_TRUE(UnitValue::parseVal("inf", inf));
-    EXPECT_TRUE(std::isinf(inf.value));
 }
 
 TEST(UnitValueTest, UnitSuffixes)
@@ -88,70 +78,8 @@ TEST(UnitValueTest, UnitSuffixes)
     EXPECT_EQ(text, "");
 }
 
-TEST(ColorTest, HexadecimalForms)
+TEST(ColorTest, NamedColourTable)
 {
-    EXPECT_EQ(Rgba("#ff8000"), "255,128,0,255");
-    EXPECT_EQ(Rgba("#FF800080"), "255,128,0,128");
-    EXPECT_EQ(Rgba("#f80"), "255,136,0,255");
-    EXPECT_EQ(Rgba("#f80c"), "255,136,0,204");
-    // Bad digits are not rejected: the conversion stops at the first one.
-    EXPECT_EQ(Rgba("#zz0000"), "0,0,0,255");
-    EXPECT_EQ(Rgba("#1z0000"), "1,0,0,255");
-    EXPECT_EQ(Rgba("#ggg"), "0,0,0,255");
-    // Other lengths are not hexadecimal colours.
-    EXPECT_EQ(Rgba("#ff00"), "255,255,0,0");
-    EXPECT_EQ(Rgba("#ff000"), "fail");
-    EXPECT_EQ(Rgba("#"), "fail");
-    EXPECT_EQ(Rgba("#12345678"), "18,52,86,120");
-    EXPECT_EQ(Rgba("#1234567890"), "fail");
-}
-
-TEST(ColorTest, FunctionalForms)
-{
-    EXPECT_EQ(Rgba("rgb(100%, 0%, 50%)"), "254,0,127,255");
-    EXPECT_EQ(Rgba("rgb(-50%,200%,0%)"), "129,253,0,255");
-    EXPECT_EQ(Rgba("rgb(256,0,0)"), "fail");
-    EXPECT_EQ(Rgba("rgb(255,0,0)"), "255,0,0,255");
-    EXPECT_EQ(Rgba("rgb(0x10,010,1)"), "16,8,1,255");
-    EXPECT_EQ(Rgba("rgb( 1 0 , 2 ,3 )"), "10,2,3,255");
-    EXPECT_EQ(Rgba("rgba(1,2,3,4)"), "1,2,3,4");
-    EXPECT_EQ(Rgba("rgba(1,2,3,50%)"), "1,2,3,127");
-    EXPECT_EQ(Rgba("rgba(0,0,0,0.5)"), "fail");
-    EXPECT_EQ(Rgba("rgb(1,2)"), "fail");
-    EXPECT_EQ(Rgba("rgb(1,2,3,4)"), "fail");
-    EXPECT_EQ(Rgba("rgba(1,2,3)"), "fail");
-    EXPECT_EQ(Rgba("rgb(1,2,3"), "fail");
-    EXPECT_EQ(Rgba("rgb()"), "fail");
-    EXPECT_EQ(Rgba("rgb(a,b,c)"), "fail");
-    EXPECT_EQ(Rgba("rgb(1.5,2,3)"), "fail");
-    EXPECT_EQ(Rgba("rgb(nan%,0,0)"), "fail");
-    EXPECT_EQ(Rgba("rgb(inf%,0,0)"), "fail");
-    EXPECT_EQ(Rgba("rgb(1e30%,0,0)"), "0,0,0,255");
-    EXPECT_EQ(Rgba("rgb(x%,0,0)"), "fail");
-    EXPECT_EQ(Rgba("RGB(1,2,3)"), "fail");
-}
-
-TEST(ColorTest, NamedColours)
-{
-    EXPECT_EQ(Rgba("darkslategray"), "47,79,79,255");
-    EXPECT_EQ(Rgba("darkslategrey"), "47,79,79,255");
-    EXPECT_EQ(Rgba("rebeccapurple"), "102,51,153,255");
-    EXPECT_EQ(Rgba("gray"), "128,128,128,255");
-    EXPECT_EQ(Rgba("grey"), "128,128,128,255");
-    EXPECT_EQ(Rgba("green"), "0,128,0,255");
-    EXPECT_EQ(Rgba("lime"), "0,255,0,255");
-    EXPECT_EQ(Rgba("aliceblue"), "240,248,255,255");
-    EXPECT_EQ(Rgba("yellowgreen"), "154,205,50,255");
-    EXPECT_EQ(Rgba("lightgoldenrodyellow"), "250,250,210,255");
-    EXPECT_EQ(Rgba("red"), "255,0,0,255");
-    EXPECT_EQ(Rgba("RED"), "fail");
-    EXPECT_EQ(Rgba("Red"), "fail");
-    EXPECT_EQ(Rgba("none"), "fail");
-    EXPECT_EQ(Rgba("transparent"), "fail");
-    EXPECT_EQ(Rgba("currentColor"), "fail");
-    EXPECT_EQ(Rgba(""), "fail");
-    EXPECT_EQ(Rgba(std::string("red\0", 4)), "fail");
-
     // The table: 148 distinct names in sorted order, every one found.
     const impl::NamedColor* table = impl::NamedColorsBegin();
     ASSERT_EQ(impl::NamedColorsCount(), 148u);

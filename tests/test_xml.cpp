@@ -10,8 +10,9 @@
 
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <fstream>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <sys/inotify.h>
@@ -52,17 +53,13 @@ public:
         ++elementCount;
         if (throwOnStart)
             throw std::runtime_error("handler failure");
-        if (!recordElements)
-            return 0;
-        std::string line = std::string("start ") + name;
-        for (const XmlAttribute& a : attributes)
-            line += " {" + std::string(a.name) + "|" + std::string(a.prefix) + "|" + std::string(a.value) + "}";
-        events.push_back(line);
-        if (name == skipName)
-            return 1;
-        if (name == stopName)
-            return 2;
-        return 0;
+        if (recordElements) {
+            std::string line = std::string("start ") + name;
+            for (const XmlAttribute& a : attributes)
+                line += " {" + std::string(a.name) + "|" + std::string(a.prefix) + "|" + std::string(a.value) + "}";
+            events.push_back(line);
+        }
+        return name == skipName ? 1 : name == stopName ? 2 : 0;
     }
     bool endElement(const char* name) override
     {
@@ -94,12 +91,6 @@ bool parseText(const std::string& xml, RecordingHandler& handler, const kxCancel
     return ParseXmlStream(device, handler, cancel);
 }
 
-// `count` copies of an element inside a root element, never held in memory whole.
-kxtest::GeneratedDocument Items(std::size_t count)
-{
-    return kxtest::GeneratedDocument("<root>", "<item x=\"1.5\" y=\"&amp;\">text</item>\n", count, "</root>");
-}
-
 class CountingCancel : public kxCancelInterface {
 public:
     explicit CountingCancel(int answerTrueAfter) : m_after(answerTrueAfter) {}
@@ -112,216 +103,97 @@ private:
 };
 
 // A device whose second read fails.
-class FailingDevice : public kxIoDevice {
+class FailingDevice : public kxIoDeviceByteContainerReadOnly {
 public:
-    int reads = 0;
+    FailingDevice() : kxIoDeviceByteContainerReadOnly("<root><a>", 9) {}
     int64_t readBytes(void* buffer, int64_t count) override
     {
-        ++reads;
-        if (reads > 1) {
-            setDeviceError("disk on fire");
-            return 0;
-        }
-        const std::string head = "<root><a>";
-        const int64_t n = std::min<int64_t>(count, static_cast<int64_t>(head.size()));
-        std::copy(head.begin(), head.begin() + n, static_cast<char*>(buffer));
-        return n;
+        if (m_reads++ == 0) return kxIoDeviceByteContainerReadOnly::readBytes(buffer, count);
+        setDeviceError("disk on fire");
+        return 0;
     }
-    int64_t writeBytes(const void*, int64_t) override { return 0; }
-    bool isEndOfData() const override { return false; }
+
+private:
+    int m_reads = 0;
 };
 
 } // namespace
 
-TEST(XmlParse, EventsNamesAndAttributes)
+// Golden cases: tests/data/xml/<case>.xml beside <case>.events, the events the
+// recording handler saw (one a line, line breaks in text as "\n") and the
+// parse's result. In a case named skip_<e>, stop_<e> or failend_<e> the handler
+// skips or stops at element <e> or fails its end tag; warning_refused refuses
+// warnings; every other case accepts all.
+TEST(XmlParse, GoldenCases)
 {
+    const std::string dir = std::string(KXSVG_TEST_DATA_DIR) + "/xml";
+    std::vector<std::string> cases;
+    for (const auto& entry : std::filesystem::directory_iterator(dir))
+        if (entry.path().extension() == ".xml") cases.push_back(entry.path().stem().string());
+    ASSERT_GE(cases.size(), 20u) << "golden cases missing in " << dir;
+    for (const std::string& name : cases) {
+        std::string xml;
+        ASSERT_TRUE(kxtest::readFile(dir + "/" + name + ".xml", xml)) << name;
+        RecordingHandler h;
+        const std::string verdict = name.substr(0, name.find('_')), element = name.substr(name.find('_') + 1);
+        if (verdict == "skip") h.skipName = element;
+        if (verdict == "stop") h.stopName = element;
+        if (verdict == "failend") h.failEndName = element;
+        h.acceptWarnings = name != "warning_refused";
+        const bool ok = parseText(xml, h);
+        std::string text;
+        for (const std::string& e : h.events) {
+            for (char c : e) text += c == '\n' ? std::string("\\n") : std::string(1, c);
+            text += "\n";
+        }
+        kxtest::ExpectGolden(text + (ok ? "result: true\n" : "result: false\n"), dir + "/" + name + ".events");
+        // A failure the handler did not choose comes with a message; only a whole parse ends the document.
+        EXPECT_TRUE(ok || !h.severities.empty() || verdict == "stop" || verdict == "failend") << name;
+        EXPECT_EQ(std::count(h.events.begin(), h.events.end(), "end-document"), ok ? 1 : 0) << name;
+    }
     RecordingHandler h;
-    const std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                            "<svg:svg xmlns:svg=\"http://www.w3.org/2000/svg\" xmlns=\"http://www.w3.org/2000/svg\" "
-                            "xmlns:sodipodi=\"http://sodipodi.sourceforge.net/DTD/sodipodi-0.dtd\" width=\"10\">"
-                            "<sodipodi:namedview id=\"n\"/>"
-                            "<svg:rect x=\"1\" xml:space=\"preserve\" a=\"&amp;&lt;&#65;\"/>"
-                            "t&amp;x<![CDATA[<raw&>]]>"
-                            "<!-- comment --><?pi data?>"
-                            "</svg:svg>";
-    EXPECT_TRUE(parseText(xml, h));
-    const std::vector<std::string> expected = {
-        "start-document",
-        "start svg:svg {xmlns||http://www.w3.org/2000/svg} {width||10}",
-        "start sodipodi:namedview {id||n}",
-        "end sodipodi:namedview",
-        "start svg:rect {x||1} {space|xml|preserve} {a||&<A}",
-        "end svg:rect",
-        "text t&x<raw&>",
-        "end svg:svg",
-        "end-document"};
-    EXPECT_EQ(h.events, expected);
+    EXPECT_FALSE(parseText(std::string(100000, '<'), h));
+    EXPECT_FALSE(h.severities.empty());
 }
 
-TEST(XmlParse, InternalEntitiesAreSubstituted)
+TEST(XmlParse, EntityBombsFailWithAMessage)
 {
-    RecordingHandler h;
-    const std::string xml = "<!DOCTYPE svg [<!ENTITY w \"wide\"><!ENTITY e \"<g id='&w;'/>\">]>"
-                            "<svg a=\"&w;!\">&w;&e;</svg>";
-    EXPECT_TRUE(parseText(xml, h));
-    const std::vector<std::string> expected = {"start-document", "start svg {a||wide!}", "text wide",
-                                               "start g {id||wide}",  "end g",               "end svg",
-                                               "end-document"};
-    EXPECT_EQ(h.events, expected);
-}
-
-TEST(XmlParse, SkipVerdictDeliversNothingOfTheElement)
-{
-    RecordingHandler h;
-    h.skipName = "b";
-    const std::string xml = "<a><b x=\"1\"><c><b/></c>inner<![CDATA[x]]></b>after<b/><d/></a>";
-    EXPECT_TRUE(parseText(xml, h));
-    const std::vector<std::string> expected = {"start-document", "start a", "start b {x||1}", "text after",
-                                               "start b",        "start d", "end d",          "end a",
-                                               "end-document"};
-    EXPECT_EQ(h.events, expected);
-}
-
-TEST(XmlParse, StopVerdictAndFalseResultsEndTheParse)
-{
-    {
-        RecordingHandler h;
-        h.stopName = "b";
-        EXPECT_FALSE(parseText("<a><b><c/></b>text<d/></a>", h));
-        const std::vector<std::string> expected = {"start-document", "start a", "start b"};
-        EXPECT_EQ(h.events, expected);
-    }
-    {
-        RecordingHandler h;
-        h.failEndName = "b";
-        EXPECT_FALSE(parseText("<a><b/>text<c/></a>", h));
-        const std::vector<std::string> expected = {"start-document", "start a", "start b", "end b"};
-        EXPECT_EQ(h.events, expected);
-    }
-    {
-        // Stopping inside an entity's replacement text stops the document too.
-        RecordingHandler h;
-        h.stopName = "g";
-        EXPECT_FALSE(parseText("<!DOCTYPE a [<!ENTITY e \"<g/><g/>\">]><a>&e;<b/>&e;</a>", h));
-        const std::vector<std::string> expected = {"start-document", "start a", "start g"};
-        EXPECT_EQ(h.events, expected);
-    }
-}
-
-TEST(XmlParse, ErrorsReachMessageAndStop)
-{
-    {
-        RecordingHandler h;
-        EXPECT_FALSE(parseText("", h));
-        // libxml2's push parser reports a document that never started this way.
-        const std::vector<std::string> expected = {"message 3 Extra content at the end of the document"};
-        EXPECT_EQ(h.events, expected);
-    }
-    {
-        RecordingHandler h;
-        EXPECT_FALSE(parseText("<a><b></a><c/>", h));
-        const std::vector<std::string> expected = {
-            "start-document", "start a", "start b",
-            "message 3 Opening and ending tag mismatch: b line 1 and a"};
-        EXPECT_EQ(h.events, expected);
-    }
-    {
-        // Unclosed root: libxml2 reports it, and endDocument never comes.
-        RecordingHandler h;
-        EXPECT_FALSE(parseText("<a><b/>", h));
-        ASSERT_EQ(h.events.size(), 5u);
-        EXPECT_EQ(h.events.back(), "message 3 Extra content at the end of the document");
-    }
-    {
-        // An undeclared prefix is a (non-fatal) namespace error: it still stops.
-        RecordingHandler h;
-        EXPECT_FALSE(parseText("<a><x:b/><c/></a>", h));
-        const std::vector<std::string> expected = {"start-document", "start a",
-                                                   "message 2 Namespace prefix x on b is not defined"};
-        EXPECT_EQ(h.events, expected);
-    }
-}
-
-TEST(XmlParse, WarningsHaveSeverityFourAndMayContinue)
-{
-    const std::string xml = "<svg xmlns=\"relative\"><g/></svg>";
-    {
-        RecordingHandler h;
-        EXPECT_TRUE(parseText(xml, h));
-        const std::vector<std::string> expected = {"start-document", "message 4 xmlns: URI relative is not absolute",
-                                                   "start svg {xmlns||relative}", "start g", "end g", "end svg",
-                                                   "end-document"};
-        EXPECT_EQ(h.events, expected);
-    }
-    {
-        RecordingHandler h;
-        h.acceptWarnings = false;
-        EXPECT_FALSE(parseText(xml, h));
-        const std::vector<std::string> expected = {"start-document",
-                                                   "message 4 xmlns: URI relative is not absolute"};
-        EXPECT_EQ(h.events, expected);
-    }
-}
-
-TEST(XmlParse, BillionLaughsFailsWithAMessage)
-{
-    std::string xml = "<?xml version=\"1.0\"?>\n<!DOCTYPE lolz [\n<!ENTITY lol \"lol\">\n";
+    // About a megabyte of references that would expand to gigabytes: nested
+    // entities (a billion laughs), and one large entity in text, comments or
+    // attribute values, whether or not the handler skips the element holding it.
+    std::string laughs = "<!DOCTYPE r [<!ENTITY lol0 \"lol\">";
     for (int i = 1; i <= 9; ++i) {
-        xml += "<!ENTITY lol" + std::to_string(i) + " \"";
-        for (int k = 0; k < 10; ++k)
-            xml += "&lol" + (i == 1 ? std::string() : std::to_string(i - 1)) + ";";
-        xml += "\">\n";
+        laughs += "<!ENTITY lol" + std::to_string(i) + " \"";
+        for (int k = 0; k < 10; ++k) laughs += "&lol" + std::to_string(i - 1) + ";";
+        laughs += "\">";
     }
-    xml += "]>\n<lolz>";
-    // About a megabyte of references to the largest entity.
-    while (xml.size() < 1024 * 1024)
-        xml += "&lol9;";
-    xml += "</lolz>";
-
-    RecordingHandler h;
-    h.recordElements = false;
-    EXPECT_FALSE(parseText(xml, h));
-    ASSERT_FALSE(h.severities.empty());
-    EXPECT_NE(h.severities.back(), 4);
-    EXPECT_EQ(h.events.back(), "message 3 Detected an entity reference loop");
-}
-
-TEST(XmlParse, QuadraticBlowupFailsWithAMessage)
-{
-    // One large entity referenced many times: about 1 GB of events from 1 MB,
-    // whether the expansion is text, comments or attribute values, and
-    // whether or not the handler skips the element holding it.
-    struct Case {
-        std::string entity;
-        std::string reference;
-        std::string skip;
+    const std::string big = "<!DOCTYPE r [<!ENTITY big \"" + std::string(10000, 'x') + "\">]>";
+    const std::string amplification = "Maximum entity amplification factor exceeded";
+    const struct {
+        std::string doctype, reference, skip, message;
+    } cases[] = {
+        {laughs + "]>", "&lol9;", "", "Detected an entity reference loop"},
+        {big, "&big;", "", amplification},
+        {big, "&big;", "a", amplification},
+        {"<!DOCTYPE r [<!ENTITY big \"<!--" + std::string(10000, 'c') + "-->\">]>", "&big;", "", amplification},
+        {big, "<e v='&big;'/>", "", amplification},
     };
-    const std::vector<Case> cases = {
-        {std::string(10000, 'x'), "&big;", ""},
-        {std::string(10000, 'x'), "&big;", "a"},
-        {"<!--" + std::string(10000, 'c') + "-->", "&big;", ""},
-        {std::string(10000, 'v'), "<e v='&big;'/>", ""},
-    };
-    for (const Case& c : cases) {
-        std::string xml = "<!DOCTYPE r [<!ENTITY big \"" + c.entity + "\">]><r><a>";
-        while (xml.size() < 1024 * 1024)
-            xml += c.reference;
-        xml += "</a></r>";
+    for (const auto& c : cases) {
+        std::string xml = c.doctype + "<r><a>";
+        while (xml.size() < 1024 * 1024) xml += c.reference;
         RecordingHandler h;
-        h.recordElements = c.skip.empty();
+        h.recordElements = false;
         h.skipName = c.skip;
-        EXPECT_FALSE(parseText(xml, h)) << c.reference;
+        EXPECT_FALSE(parseText(xml + "</a></r>", h)) << c.reference;
         ASSERT_FALSE(h.events.empty());
-        EXPECT_EQ(h.events.back(), "message 3 Maximum entity amplification factor exceeded") << c.reference;
+        EXPECT_EQ(h.events.back(), "message 3 " + c.message) << c.reference;
     }
     // Modest use of entities stays well inside the allowance.
     std::string xml = "<!DOCTYPE r [<!ENTITY ns \"http://www.w3.org/2000/svg\">]><r>";
-    for (int i = 0; i < 2000; ++i)
-        xml += "<g a='&ns;'>&ns;</g>";
-    xml += "</r>";
+    for (int i = 0; i < 2000; ++i) xml += "<g a='&ns;'>&ns;</g>";
     RecordingHandler h;
     h.recordElements = false;
-    EXPECT_TRUE(parseText(xml, h));
+    EXPECT_TRUE(parseText(xml + "</r>", h));
 }
 
 TEST(XmlParse, ExternalEntitiesAreNeverLoaded)
@@ -364,22 +236,10 @@ TEST(XmlParse, ExternalEntitiesAreNeverLoaded)
     std::remove(path);
 }
 
-TEST(XmlParse, LargeDocumentStreamsInChunks)
-{
-    kxtest::GeneratedDocument device = Items(200000); // about 7.6 MB
-    RecordingHandler h;
-    h.recordElements = false;
-    EXPECT_TRUE(ParseXmlStream(device, h, nullptr));
-    EXPECT_EQ(h.elementCount, 200001);
-    EXPECT_GT(device.produced, 7000000);
-    EXPECT_LE(device.largestRequest, 64 * 1024);
-    EXPECT_EQ(h.events.back(), "end-document");
-}
-
 TEST(XmlParse, CancelIsPolledBetweenChunks)
 {
     {
-        kxtest::GeneratedDocument device = Items(100000);
+        kxtest::GeneratedDocument device("<root>", "<item x=\"1.5\">text</item>\n", 100000, "</root>");
         RecordingHandler h;
         h.recordElements = false;
         CountingCancel cancel(2);
@@ -442,14 +302,14 @@ TEST(XmlParse, MalformedInputsNeverCrash)
     }
 }
 
-TEST(XmlSave, WriterBufferAndFlushThreshold)
+// The save context buffers the writer's output until a flush reaches the
+// threshold; formatted output indents (a device that refuses the bytes:
+// test_diagnostics).
+TEST(XmlSave, WriterBufferFlushThresholdAndFormat)
 {
     kx::xml::XmlSaveContext ctx(false);
-    ASSERT_NE(ctx.getWriter(), nullptr);
-    EXPECT_FALSE(ctx.getFormatOutput());
     std::string out;
     kxIoDeviceByteContainerWriteOnly device(out);
-
     ASSERT_GE(xmlTextWriterStartDocument(ctx.getWriter(), "1.0", "utf-8", nullptr), 0);
     ASSERT_GE(xmlTextWriterStartElement(ctx.getWriter(), BAD_CAST "svg"), 0);
     ASSERT_GE(xmlTextWriterWriteAttribute(ctx.getWriter(), BAD_CAST "a", BAD_CAST "x&y<"), 0);
@@ -464,27 +324,14 @@ TEST(XmlSave, WriterBufferAndFlushThreshold)
     ASSERT_GE(xmlTextWriterEndDocument(ctx.getWriter()), 0);
     EXPECT_TRUE(ctx.flushBufferToDevice(device, 0));
     EXPECT_EQ(out, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg a=\"x&amp;y&lt;\"><g/></svg>\n");
-}
 
-TEST(XmlSave, FormattedOutputAndDeviceFailure)
-{
-    kx::xml::XmlSaveContext ctx(true);
-    EXPECT_TRUE(ctx.getFormatOutput());
-    ASSERT_GE(xmlTextWriterStartDocument(ctx.getWriter(), "1.0", "utf-8", nullptr), 0);
-    ASSERT_GE(xmlTextWriterStartElement(ctx.getWriter(), BAD_CAST "svg"), 0);
-    ASSERT_GE(xmlTextWriterStartElement(ctx.getWriter(), BAD_CAST "g"), 0);
-    ASSERT_GE(xmlTextWriterEndDocument(ctx.getWriter()), 0);
-    std::vector<char> out;
-    kxIoDeviceByteContainerWriteOnly device(out);
-    EXPECT_TRUE(ctx.flushBufferToDevice(device, 0));
-    EXPECT_EQ(std::string(out.begin(), out.end()),
-              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg>\n <g/>\n</svg>\n");
-
-    // A device that refuses the bytes makes the flush fail.
-    kx::xml::XmlSaveContext second(false);
-    ASSERT_GE(xmlTextWriterStartElement(second.getWriter(), BAD_CAST "svg"), 0);
-    kxIoDeviceByteContainerReadOnly readOnly("", 0);
-    EXPECT_FALSE(second.flushBufferToDevice(readOnly, 0));
+    kx::xml::XmlSaveContext formatted(true);
+    ASSERT_GE(xmlTextWriterStartElement(formatted.getWriter(), BAD_CAST "svg"), 0);
+    ASSERT_GE(xmlTextWriterStartElement(formatted.getWriter(), BAD_CAST "g"), 0);
+    ASSERT_GE(xmlTextWriterEndDocument(formatted.getWriter()), 0);
+    out.clear();
+    EXPECT_TRUE(formatted.flushBufferToDevice(device, 0));
+    EXPECT_EQ(out, "<svg>\n <g/>\n</svg>\n");
 }
 
 TEST(XmlLibrary, InitialisationNests)
@@ -492,14 +339,10 @@ TEST(XmlLibrary, InitialisationNests)
     kx::xml::initializeXmlLibrary();
     kx::xml::initializeXmlLibrary();
     kx::xml::finalizeXmlLibrary();
+    kxtest::LogCapture capture;
+    kx::xml::finalizeXmlLibrary();
+    kx::xml::finalizeXmlLibrary(); // unbalanced: logged and otherwise ignored
+    EXPECT_EQ(capture.messages(), std::vector<std::string>{"Library 'xml' terminated more often than initialised"});
     RecordingHandler h;
     EXPECT_TRUE(parseText("<a/>", h));
-    kx::xml::finalizeXmlLibrary();
-    {
-        kxtest::LogCapture capture;
-        kx::xml::finalizeXmlLibrary(); // unbalanced: logged and otherwise ignored
-        EXPECT_EQ(capture.messages(), std::vector<std::string>{"Library 'xml' terminated more often than initialised"});
-    }
-    RecordingHandler again;
-    EXPECT_TRUE(parseText("<a/>", again));
 }
