@@ -379,51 +379,43 @@ void Triangulator::sortAroundVertices() {
     for (uint32_t i = 0; i < halfCount; ++i) m_position[m_outList[i]] = i;
 }
 
-void Triangulator::traceFaces() {
+// Walks every face of m_graph that has the inside on its left, each from its
+// lowest half-edge, and hands `emit` the simple polygons (counter-clockwise
+// vertex lists) it is cut into where it passes a vertex twice, as outlines
+// that touch make it do. The faces of the triangulation and the rings of the
+// fill boundary both come from this walk.
+template <class Emit>
+void Triangulator::walkInsideFaces(Emit&& emit) {
     const std::size_t halfCount = m_graph.size() * 2;
-    std::vector<uint8_t>& visited = m_visited;
-    std::vector<uint32_t>& cycle = m_cycle;
-    std::vector<uint32_t>& open = m_open; // current simple piece while splitting at repeated vertices
-    std::vector<uint32_t>& slot = m_slot;
-    visited.assign(halfCount, 0);
-    slot.assign(m_representative.size(), kNone);
+    m_visited.assign(halfCount, 0);
+    m_slot.assign(m_representative.size(), kNone);
     for (uint32_t start = 0; start < halfCount; ++start) {
-        if (visited[start]) continue;
-        const bool inside = insideLeftOf(start);
-        cycle.clear();
+        if (m_visited[start] || !insideLeftOf(start)) continue;
+        m_open.clear();
         uint32_t h = start;
         std::size_t guard = 0;
         do {
-            if (visited[h] || ++guard > halfCount) FailTriangulation();
-            visited[h] = 1;
+            if (m_visited[h] || ++guard > halfCount || !insideLeftOf(h)) FailTriangulation();
+            m_visited[h] = 1;
             const GraphEdge& e = m_graph[h >> 1];
             const uint32_t from = (h & 1) ? e.b : e.a;
             const uint32_t to = (h & 1) ? e.a : e.b;
-            cycle.push_back(from);
+            if (m_slot[from] != kNone) {
+                const std::size_t at = m_slot[from];
+                emit(m_open.data() + at, m_open.size() - at);
+                for (std::size_t i = at + 1; i < m_open.size(); ++i) m_slot[m_open[i]] = kNone;
+                m_open.resize(at + 1);
+            } else {
+                m_slot[from] = static_cast<uint32_t>(m_open.size());
+                m_open.push_back(from);
+            }
             // Next edge of the face on the left: the one just clockwise of the way back.
             const uint32_t back = m_position[h ^ 1];
             const uint32_t prev = (back == m_outStart[to]) ? m_outStart[to + 1] - 1 : back - 1;
             h = m_outList[prev];
         } while (h != start);
-        if (!inside) continue;
-        if (insideLeftOf(start) != inside) FailTriangulation();
-
-        // A face may pass through a vertex twice where outlines touch; cut it
-        // there into simple polygons.
-        open.clear();
-        for (uint32_t vtx : cycle) {
-            if (slot[vtx] != kNone) {
-                const std::size_t at = slot[vtx];
-                emitPolygon(open.data() + at, open.size() - at);
-                for (std::size_t i = at + 1; i < open.size(); ++i) slot[open[i]] = kNone;
-                open.resize(at + 1);
-                continue;
-            }
-            slot[vtx] = static_cast<uint32_t>(open.size());
-            open.push_back(vtx);
-        }
-        emitPolygon(open.data(), open.size());
-        for (uint32_t vtx : open) slot[vtx] = kNone;
+        emit(m_open.data(), m_open.size());
+        for (uint32_t vtx : m_open) m_slot[vtx] = kNone;
     }
 }
 
@@ -594,7 +586,7 @@ void Triangulator::run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<
     m_map = &map;
     buildFaces();
     m_triangles.clear();
-    traceFaces();
+    walkInsideFaces([this](const uint32_t* poly, std::size_t count) { emitPolygon(poly, count); });
     m_map = nullptr;
 
     // Output only the vertices the triangles use, numbered in order of first use.
@@ -624,43 +616,13 @@ void Triangulator::runBoundary(std::vector<FillRing>& rings) {
             m_graph.push_back(GraphEdge{m_segments[s].left, m_segments[s].right, s});
     }
     sortAroundVertices();
-    const std::size_t halfCount = m_graph.size() * 2;
-    m_visited.assign(halfCount, 0);
-    m_slot.assign(m_representative.size(), kNone);
-    auto emitRing = [&](const uint32_t* ring, std::size_t count) {
+    walkInsideFaces([&](const uint32_t* ring, std::size_t count) {
         if (count < 3) return;
         FillRing out;
         out.reserve(count);
         for (std::size_t i = 0; i < count; ++i) out.push_back(outputPoint(ring[i]));
         rings.push_back(std::move(out));
-    };
-    for (uint32_t start = 0; start < halfCount; ++start) {
-        if (m_visited[start] || !insideLeftOf(start)) continue;
-        m_open.clear();
-        uint32_t h = start;
-        std::size_t guard = 0;
-        do {
-            if (m_visited[h] || ++guard > halfCount || !insideLeftOf(h)) FailTriangulation();
-            m_visited[h] = 1;
-            const GraphEdge& e = m_graph[h >> 1];
-            const uint32_t from = (h & 1) ? e.b : e.a;
-            const uint32_t to = (h & 1) ? e.a : e.b;
-            if (m_slot[from] != kNone) {
-                const std::size_t at = m_slot[from];
-                emitRing(m_open.data() + at, m_open.size() - at);
-                for (std::size_t i = at + 1; i < m_open.size(); ++i) m_slot[m_open[i]] = kNone;
-                m_open.resize(at + 1);
-            } else {
-                m_slot[from] = static_cast<uint32_t>(m_open.size());
-                m_open.push_back(from);
-            }
-            const uint32_t back = m_position[h ^ 1];
-            const uint32_t prev = (back == m_outStart[to]) ? m_outStart[to + 1] - 1 : back - 1;
-            h = m_outList[prev];
-        } while (h != start);
-        emitRing(m_open.data(), m_open.size());
-        for (uint32_t vtx : m_open) m_slot[vtx] = kNone;
-    }
+    });
     m_map = nullptr;
 }
 

@@ -47,7 +47,8 @@ private:
     void sortAroundVertices();
     bool insideOf(const Trapezoid& t) const;
     Wm4::Vector2<float> outputPoint(uint32_t vertex) const;
-    void traceFaces();
+    template <class Emit>
+    void walkInsideFaces(Emit&& emit);
     void emitPolygon(const uint32_t* poly, std::size_t count);
     void emitTriangle(uint32_t a, uint32_t b, uint32_t c);
     bool insideLeftOf(uint32_t halfEdge) const;
@@ -72,7 +73,6 @@ private:
     std::vector<uint32_t> m_position; // half-edge -> index in m_outList
 
     std::vector<uint8_t> m_visited; // face tracing: half-edges done
-    std::vector<uint32_t> m_cycle;  // face tracing: vertices of the current face
     std::vector<uint32_t> m_open;   // face tracing: the simple piece being cut out
     std::vector<uint32_t> m_slot;   // face tracing: vertex -> position in m_open
     std::vector<uint32_t> m_triangles; // vertex ranks, three per triangle
