@@ -17,6 +17,7 @@
 // only, traced into rings.
 #include "Triangulator.h"
 
+#include "CrossingCheck.h"
 #include "CrossingResolver.h"
 
 #include <kx/svg/Triangulate.h>
@@ -109,6 +110,7 @@ void Triangulator::closeNearlyClosedChains() {
         if (std::fabs(m_vertices.x(runLast) - m_vertices.x(runFirst)) < tolX &&
             std::fabs(m_vertices.y(runLast) - m_vertices.y(runFirst)) < tolY) {
             oddDegree[runFirst] = oddDegree[runLast] = 0;
+            m_movedEnds.push_back(MovedEnd{runLastInput, m_rankOf[runLastInput]});
             m_rankOf[runLastInput] = runFirst;
         }
     };
@@ -529,11 +531,33 @@ void Triangulator::emitPolygon(const uint32_t* poly, std::size_t count) {
     if (std::fabs(triangleArea - polygonArea) > 1e-9 * magnitude) FailTriangulation();
 }
 
-bool Triangulator::buildMap(TrapezoidRepresentation& map) {
+void Triangulator::prepareSegments() {
+    if (m_prepared) return;
     if (m_edgeIndices.size() % 2 != 0) FailTriangulation();
     if (m_points.size() > 0xfffffffeu) FailTriangulation();
     rankVertices();
     collectSegments();
+    m_prepared = true;
+}
+
+bool Triangulator::crossesCertainly() {
+    prepareSegments();
+    return HasCertainCrossing(m_vertices, m_segments);
+}
+
+// The vertex ranks stay; the segments are collected again the way they are
+// when crossings are resolved, from the ranks as they were before nearly
+// closed chains were closed.
+void Triangulator::resolveCrossingsFromNowOn() {
+    if (!m_prepared || m_resolveCrossings) return;
+    for (auto it = m_movedEnds.rbegin(); it != m_movedEnds.rend(); ++it) m_rankOf[it->input] = it->rank;
+    m_movedEnds.clear();
+    m_resolveCrossings = true;
+    collectSegments();
+}
+
+bool Triangulator::buildMap(TrapezoidRepresentation& map) {
+    prepareSegments();
     if (m_resolveCrossings && !m_segments.empty()) resolveCrossings();
     if (m_segments.empty()) return false;
 

@@ -32,9 +32,17 @@ public:
 
     void run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices);
     void runBoundary(std::vector<FillRing>& rings);
+    /// Ranks the vertices and collects the segments (which run() and
+    /// runBoundary() then reuse), and tells whether two of them cross where
+    /// the map build would certainly stop (see HasCertainCrossing).
+    bool crossesCertainly();
+    /// After crossesCertainly(): the same work as a triangulator made with
+    /// crossings resolved, keeping the vertex ranks already computed.
+    void resolveCrossingsFromNowOn();
 
 private:
     // The steps shared by the fill and its boundary; false when nothing is left to fill.
+    void prepareSegments();
     bool buildMap(TrapezoidRepresentation& map);
     void rankVertices();
     void closeNearlyClosedChains();
@@ -58,8 +66,14 @@ private:
     TriangulationFillRule m_rule;
     bool m_flag;
     bool m_resolveCrossings;
+    bool m_prepared = false; // vertices ranked and segments collected
 
     std::vector<uint32_t> m_rankOf;         // input index -> vertex rank (kNone when unused)
+    struct MovedEnd {
+        unsigned int input;
+        uint32_t rank;
+    };
+    std::vector<MovedEnd> m_movedEnds;      // chain ends closeNearlyClosedChains moved, with their rank before
     std::vector<uint32_t> m_representative; // vertex rank -> first input index with those coordinates
     std::vector<uint32_t> m_addedOf;        // vertex rank -> index into m_added, kNone for input vertices
     std::vector<Wm4::Vector2<float>> m_added; // crossing points made by ResolveCrossings
