@@ -53,7 +53,9 @@ private:
     void splitSegment(uint32_t left, uint32_t right);
     void buildFaces();
     void sortAroundVertices();
-    bool insideOf(const Trapezoid& t) const;
+    bool insideOf(const Trapezoid& t) const {
+        return m_rule == TriangulationFillRule::EvenOdd ? (t.winding & 1) != 0 : t.winding != 0;
+    }
     Wm4::Vector2<float> outputPoint(uint32_t vertex) const;
     template <class Emit>
     void walkInsideFaces(Emit&& emit);
