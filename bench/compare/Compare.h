@@ -155,6 +155,8 @@ void CompareFlattening();                                   // CompareFlattening
 void CompareStars();                                        // CompareTriangulation.cpp
 void CompareIcons(const std::string& corpus);
 void CompareCrossings(const std::string& corpus);                                    // CompareCrossings.cpp
+/// Only the corpus shapes that cross themselves, of CompareCrossings.
+void CompareCorpusCrossings(const std::string& corpus);                              // CompareCrossings.cpp
 
 } // namespace kxcompare
 

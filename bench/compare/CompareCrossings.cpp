@@ -10,7 +10,6 @@ namespace kxcompare {
 // crossing vertices through its combine callback) on star polygons {n/k},
 // overlapping rings and self-crossing zig-zags; and what resolving costs on
 // outlines that do not cross (the fill first tries the plain triangulation).
-namespace {
 
 // The filled outlines of the corpus icon sets that the plain triangulation
 // refuses because they cross themselves: the fill resolves them, GLU adds the
@@ -58,8 +57,6 @@ void CompareCorpusCrossings(const std::string& corpus)
     AddRow("crossings", label + "GLU, odd winding (M vertices/s)", Fixed(g, 3), "", 0);
     AddRow("crossings", label + "TriangulateFill / GLU", Fixed(o / g, 2) + "x", ">= 1.5x", Verdict(o / g >= 1.5));
 }
-
-} // namespace
 
 void CompareCrossings(const std::string& corpus)
 {

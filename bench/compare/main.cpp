@@ -50,7 +50,7 @@ int main(int argc, char** argv)
         }
         else if (arg == "--only" && i + 1 < argc) only = argv[++i];
         else {
-            std::fprintf(stderr, "usage: %s [--rounds N] [--markdown FILE] [--corpus DIR] [--only load|fresh|numbers|save|flatten|star|icons|crossings|triangulate]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--rounds N] [--markdown FILE] [--corpus DIR] [--only load|fresh|numbers|save|flatten|star|icons|crossings|crossing-shapes|triangulate]\n", argv[0]);
             return 2;
         }
     }
@@ -70,6 +70,7 @@ int main(int argc, char** argv)
     if (wanted("triangulate") || wanted("star")) CompareStars();
     if (wanted("triangulate") || wanted("icons")) CompareIcons(corpus);
     if (wanted("triangulate") || wanted("crossings")) CompareCrossings(corpus);
+    else if (only == "crossing-shapes") CompareCorpusCrossings(corpus);
     if (!markdown.empty()) WriteMarkdown(markdown);
     return 0;
 }

@@ -82,13 +82,27 @@ __attribute__((noinline)) uint32_t DecodeNonAscii(const char* cursor, const char
     return utf8::peek_next(cursor, end);
 }
 
+// The rules below are free functions of the text's end (and start), so that
+// they inline into each other; the member rules of the same names call them.
+
+// The code point at `cursor` (< end); throws on malformed UTF-8.
+inline uint32_t Peek(const char* cursor, const char* end)
+{
+    const unsigned char byte = static_cast<unsigned char>(*cursor);
+    if (byte < 0x80) return byte;
+    return DecodeNonAscii(cursor, end);
+}
+
+inline void SkipWhiteSpace(const char*& cursor, const char* end)
+{
+    while (cursor != end && IsWhiteSpace(Peek(cursor, end))) ++cursor;
+}
+
 } // namespace
 
 inline uint32_t PathVisitorStrToTokens::peek(Cursor cursor) const
 {
-    const unsigned char byte = static_cast<unsigned char>(*cursor);
-    if (byte < 0x80) return byte;
-    return DecodeNonAscii(cursor, m_end);
+    return Peek(cursor, m_end);
 }
 
 std::string PathVisitorStrToTokens::positionText(Cursor cursor) const
@@ -110,21 +124,25 @@ bool PathVisitorStrToTokens::visit()
 
 PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeAnyWhiteSpace(Cursor& cursor)
 {
-    while (cursor != m_end && IsWhiteSpace(peek(cursor))) ++cursor;
+    SkipWhiteSpace(cursor, m_end);
     return Matched;
 }
 
 namespace {
 
+using Result = PathVisitorStrToTokens::Result;
+constexpr Result NoMatch = PathVisitorStrToTokens::NoMatch;
+constexpr Result Error = PathVisitorStrToTokens::Error;
+constexpr Result Matched = PathVisitorStrToTokens::Matched;
+
 // Powers of ten that are exact in single precision (5^10 < 2^24).
 constexpr float kExactPowersOfTen[] = {1e0f, 1e1f, 1e2f, 1e3f, 1e4f, 1e5f, 1e6f, 1e7f, 1e8f, 1e9f, 1e10f};
 
-} // namespace
-
-PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor& cursor, float& value)
+// One number (see consumeCoordinate()).
+inline Result ScanCoordinate(const char*& cursor, const char* end, float& value)
 {
-    if (cursor == m_end) return NoMatch;
-    const Cursor start = cursor;
+    if (cursor == end) return NoMatch;
+    const char* const start = cursor;
 
     // Fast path for the common form [-]digits[.digits] (no exponent): the
     // scan below ends at the same place, and when the digits make an integer
@@ -132,14 +150,14 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor&
     // exact floats, so the one correctly rounded division m / 10^k is the
     // correctly rounded value of the text, which is what strtof_l gives.
     {
-        Cursor c = start;
+        const char* c = start;
         const bool negative = *c == '-';
         if (negative) ++c;
         uint64_t mantissa = 0;
         int digits = 0;
         int fraction = 0;
         bool point = false;
-        while (c != m_end) {
+        while (c != end) {
             const unsigned char byte = static_cast<unsigned char>(*c);
             if (byte >= '0' && byte <= '9') {
                 if (digits < 19) mantissa = mantissa * 10 + (byte - '0');
@@ -153,7 +171,7 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor&
             ++c;
         }
         const bool handOver =
-            digits == 0 || (c != m_end && (*c == 'e' || *c == 'E' || static_cast<unsigned char>(*c) >= 0x80));
+            digits == 0 || (c != end && (*c == 'e' || *c == 'E' || static_cast<unsigned char>(*c) >= 0x80));
         if (!handOver) {
             cursor = c;
             if (digits <= 19 && mantissa <= (uint64_t(1) << 24) && fraction <= 10) {
@@ -168,8 +186,8 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor&
     bool first = true;
     bool afterExponent = false;
     bool pointTaken = false;
-    while (cursor != m_end) {
-        const uint32_t c = peek(cursor);
+    while (cursor != end) {
+        const uint32_t c = Peek(cursor, end);
         if (IsDigit(c)) {
             afterExponent = false;
         } else if (c == 'e' || c == 'E') {
@@ -192,27 +210,18 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor&
     return impl::ConvertPathNumber(start, cursor, value) ? Matched : Error;
 }
 
-PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeFlag(Cursor& cursor, bool& flag)
+// The separator between two numbers or flags (see consumeSeparator()).
+inline Result ScanSeparator(const char*& cursor, const char* begin, const char* end)
 {
-    if (cursor == m_end) return NoMatch;
-    const uint32_t c = peek(cursor);
-    if (c != '0' && c != '1') return NoMatch;
-    flag = c == '1';
-    ++cursor;
-    return Matched;
-}
-
-PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeSeparator(Cursor& cursor)
-{
-    if (cursor == m_end) return Error;
+    if (cursor == end) return Error;
     // Only ASCII bytes end a number or a flag, so the byte before the cursor
     // is the whole previous character.
-    const bool digitBefore = cursor != m_begin && IsDigit(static_cast<unsigned char>(cursor[-1]));
-    const bool digitAfter = IsDigit(peek(cursor));
-    const Cursor start = cursor;
+    const bool digitBefore = cursor != begin && IsDigit(static_cast<unsigned char>(cursor[-1]));
+    const bool digitAfter = IsDigit(Peek(cursor, end));
+    const char* const start = cursor;
     bool commaTaken = false;
-    while (cursor != m_end) {
-        const uint32_t c = peek(cursor);
+    while (cursor != end) {
+        const uint32_t c = Peek(cursor, end);
         if (IsWhiteSpace(c)) {
             ++cursor;
         } else if (c == ',' && !commaTaken) {
@@ -228,25 +237,59 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeSeparator(Cursor& 
     return Matched;
 }
 
-PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinateSequence(Cursor& cursor,
-                                                                                 std::vector<float>& out, unsigned n)
+// An arc flag: "0" or "1".
+inline Result ScanFlag(const char*& cursor, const char* end, bool& flag)
+{
+    if (cursor == end) return NoMatch;
+    const uint32_t c = Peek(cursor, end);
+    if (c != '0' && c != '1') return NoMatch;
+    flag = c == '1';
+    ++cursor;
+    return Matched;
+}
+
+// One group of `n` numbers appended to `out`; on failure `out` is restored.
+inline Result ScanGroup(const char*& cursor, const char* begin, const char* end, std::vector<float>& out, unsigned n)
 {
     const size_t mark = out.size();
     float value = 0.0f;
-    const Result firstResult = consumeCoordinate(cursor, value);
+    const Result firstResult = ScanCoordinate(cursor, end, value);
     if (firstResult != Matched) {
         out.resize(mark);
         return firstResult;
     }
     out.push_back(value);
     for (unsigned i = 1; i < n; ++i) {
-        if (consumeSeparator(cursor) != Matched || consumeCoordinate(cursor, value) != Matched) {
+        if (ScanSeparator(cursor, begin, end) != Matched || ScanCoordinate(cursor, end, value) != Matched) {
             out.resize(mark);
             return Error;
         }
         out.push_back(value);
     }
     return Matched;
+}
+
+} // namespace
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinate(Cursor& cursor, float& value)
+{
+    return ScanCoordinate(cursor, m_end, value);
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeFlag(Cursor& cursor, bool& flag)
+{
+    return ScanFlag(cursor, m_end, flag);
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeSeparator(Cursor& cursor)
+{
+    return ScanSeparator(cursor, m_begin, m_end);
+}
+
+PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCoordinateSequence(Cursor& cursor,
+                                                                                 std::vector<float>& out, unsigned n)
+{
+    return ScanGroup(cursor, m_begin, m_end, out, n);
 }
 
 PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCommandWithFloatSequence(Cursor& cursor,
@@ -261,7 +304,7 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCommandWithFloatSe
     for (char l : letters) listed = listed || l == letter;
     if (!listed) return NoMatch;
     ++cursor;
-    consumeAnyWhiteSpace(cursor);
+    SkipWhiteSpace(cursor, m_end);
 
     // One buffer for every command of the text: the callback may take its
     // storage (it then grows again), or copy the numbers and leave it here.
@@ -269,9 +312,9 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeCommandWithFloatSe
     numbers.clear();
     numbers.reserve(8 * static_cast<size_t>(n));
     for (;;) {
-        const Result group = consumeCoordinateSequence(cursor, numbers, n);
+        const Result group = ScanGroup(cursor, m_begin, m_end, numbers, n);
         if (group == Matched) {
-            consumeAnyWhiteSpace(cursor);
+            SkipWhiteSpace(cursor, m_end);
             continue;
         }
         if (group == Error) {
@@ -294,7 +337,7 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeEllipticalArcSeque
     if (c != 'A' && c != 'a') return NoMatch;
     const char letter = static_cast<char>(c);
     ++cursor;
-    consumeAnyWhiteSpace(cursor);
+    SkipWhiteSpace(cursor, m_end);
 
     std::vector<float>& numbers = m_numbers;
     numbers.clear();
@@ -304,13 +347,15 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeEllipticalArcSeque
         Cursor t = committed;
         float rx = 0.0f, ry = 0.0f, rotation = 0.0f, x = 0.0f, y = 0.0f;
         bool largeArc = false, sweep = false;
-        const bool whole = consumeCoordinate(t, rx) == Matched && consumeSeparator(t) == Matched &&
-                           consumeCoordinate(t, ry) == Matched && consumeSeparator(t) == Matched &&
-                           consumeCoordinate(t, rotation) == Matched && consumeSeparator(t) == Matched &&
-                           consumeFlag(t, largeArc) == Matched && consumeSeparator(t) == Matched &&
-                           consumeFlag(t, sweep) == Matched && consumeSeparator(t) == Matched &&
-                           consumeCoordinate(t, x) == Matched && consumeSeparator(t) == Matched &&
-                           consumeCoordinate(t, y) == Matched;
+        const char* const b = m_begin;
+        const char* const e = m_end;
+        const bool whole = ScanCoordinate(t, e, rx) == Matched && ScanSeparator(t, b, e) == Matched &&
+                           ScanCoordinate(t, e, ry) == Matched && ScanSeparator(t, b, e) == Matched &&
+                           ScanCoordinate(t, e, rotation) == Matched && ScanSeparator(t, b, e) == Matched &&
+                           ScanFlag(t, e, largeArc) == Matched && ScanSeparator(t, b, e) == Matched &&
+                           ScanFlag(t, e, sweep) == Matched && ScanSeparator(t, b, e) == Matched &&
+                           ScanCoordinate(t, e, x) == Matched && ScanSeparator(t, b, e) == Matched &&
+                           ScanCoordinate(t, e, y) == Matched;
         if (!whole) break;
         numbers.push_back(rx);
         numbers.push_back(ry);
@@ -320,7 +365,7 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeEllipticalArcSeque
         numbers.push_back(x);
         numbers.push_back(y);
         committed = t;
-        consumeAnyWhiteSpace(committed);
+        SkipWhiteSpace(committed, m_end);
     }
     // A broken later arc is dropped; what is left of the text fails in the
     // drawto loop as an unsupported command.
@@ -345,23 +390,38 @@ PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeClosePath(Cursor& 
 
 PathVisitorStrToTokens::Result PathVisitorStrToTokens::consumeDrawToCommand(Cursor& cursor)
 {
-    consumeAnyWhiteSpace(cursor);
+    SkipWhiteSpace(cursor, m_end);
     if (cursor == m_end) return NoMatch;
-    Result r = consumeCommandWithFloatSequence(cursor, LettersLine(), kLineNumbers);
-    if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, LettersHV(), kHVNumbers);
-    if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, LettersCubic(), kCubicNumbers);
-    if (r != NoMatch) return r;
-    r = consumeCommandWithFloatSequence(cursor, LettersSmooth(), kSmoothNumbers);
-    if (r != NoMatch) return r;
-    r = consumeClosePath(cursor);
-    if (r != NoMatch) return r;
-    r = consumeEllipticalArcSequence(cursor);
-    if (r != NoMatch) return r;
-
+    // The letter picks the one rule that can take it (each of the others
+    // would give NoMatch without consuming anything).
     const uint32_t c = peek(cursor);
-    if (c == 'M' || c == 'm') return NoMatch;
+    switch (c) {
+    case 'L':
+    case 'l':
+        return consumeCommandWithFloatSequence(cursor, LettersLine(), kLineNumbers);
+    case 'H':
+    case 'h':
+    case 'V':
+    case 'v':
+        return consumeCommandWithFloatSequence(cursor, LettersHV(), kHVNumbers);
+    case 'C':
+    case 'c':
+        return consumeCommandWithFloatSequence(cursor, LettersCubic(), kCubicNumbers);
+    case 'S':
+    case 's':
+        return consumeCommandWithFloatSequence(cursor, LettersSmooth(), kSmoothNumbers);
+    case 'Z':
+    case 'z':
+        return consumeClosePath(cursor);
+    case 'A':
+    case 'a':
+        return consumeEllipticalArcSequence(cursor);
+    case 'M':
+    case 'm':
+        return NoMatch;
+    default:
+        break;
+    }
     // The rest of the text runs up to its end or its first NUL byte.
     const size_t restLength = ::strnlen(cursor, static_cast<size_t>(m_end - cursor));
     m_error += "Unsupported command in path @" + positionText(cursor) + " : ";

@@ -230,10 +230,14 @@ private:
         return isPixel(item) ? pixelBox(pixelPoint(item)) : segmentBox(m_segments[item]);
     }
 
+    // Whether an item goes into a half cell, from the boxes of this search.
     bool itemTouches(uint32_t item, const Box& box) const {
-        if (!isPixel(item)) return touches(m_segments[item], box);
-        const Box b = pixelBox(pixelPoint(item));
-        return !(b.x1 < box.x0 || b.x0 > box.x1 || b.y1 < box.y0 || b.y0 > box.y1);
+        const Box& b = m_boxes[item];
+        if (b.x1 < box.x0 || b.x0 > box.x1 || b.y1 < box.y0 || b.y0 > box.y1) return false;
+        // A segment inside the box touches it, as touchesLine() would say;
+        // only the segments over the box's edges need its corner tests.
+        if (isPixel(item) || (b.x0 >= box.x0 && b.x1 <= box.x1 && b.y0 >= box.y0 && b.y1 <= box.y1)) return true;
+        return touchesLine(m_segments[item], box);
     }
 
     // A segment through a hot pixel (its box, decided exactly) is bent through the pixel's point.
@@ -261,10 +265,12 @@ private:
         return Box{a.x, std::min(a.y, b.y), b.x, std::max(a.y, b.y)};
     }
 
-    // Conservative: true unless the segment certainly misses the box.
-    bool touches(const ArrangementSegment& s, const Box& box) const {
-        const Box sb = segmentBox(s);
-        if (sb.x1 < box.x0 || sb.x0 > box.x1 || sb.y1 < box.y0 || sb.y0 > box.y1) return false;
+    // Conservative: true unless the line of a segment whose box meets the
+    // box certainly misses it (all four corners clearly on one side). Never
+    // false for a segment lying inside the box: the corners of a box that
+    // holds a point of the line are on both sides of it or on it, and the
+    // rounding of each corner's determinant is far below the slack.
+    bool touchesLine(const ArrangementSegment& s, const Box& box) const {
         const VertexSet::Coordinates& a = m_points[s.a];
         const VertexSet::Coordinates& b = m_points[s.b];
         const double dx = b.x - a.x, dy = b.y - a.y;
@@ -288,11 +294,11 @@ private:
         spend(count * (count - 1) / 2);
         for (std::size_t x = begin; x < end; ++x) {
             const uint32_t i = m_ids[x];
-            const Box bi = itemBox(i);
+            const Box bi = m_boxes[i];
             for (std::size_t y = x + 1; y < end; ++y) {
                 const uint32_t j = m_ids[y];
                 if (!isActive(i) && !isActive(j)) continue;
-                const Box bj = itemBox(j);
+                const Box& bj = m_boxes[j];
                 if (bj.x1 < bi.x0 || bj.x0 > bi.x1 || bj.y1 < bi.y0 || bj.y0 > bi.y1) continue;
                 if (!m_pixelPhase) {
                     testPair(i, j);
@@ -306,11 +312,14 @@ private:
     void findContacts() {
         const std::size_t n = m_segments.size() + (m_pixelPhase ? m_pixels.size() : 0);
         m_ids.clear();
+        // Boxes stay as they are during a search: splits are applied after it.
+        m_boxes.resize(n);
         Box root{0.0, 0.0, 0.0, 0.0};
         bool first = true;
         std::size_t dirtyCount = 0;
         for (uint32_t i = 0; i < n; ++i) {
             const Box b = itemBox(i);
+            m_boxes[i] = b;
             if (first) {
                 root = b;
                 first = false;
@@ -354,17 +363,26 @@ private:
             const Box halves[2] = {high, low};
             std::size_t starts[3];
             std::size_t dirtyIn[2] = {0, 0};
-            for (int h = 0; h < 2; ++h) {
-                starts[h] = m_ids.size();
-                for (std::size_t x = cell.begin; x < cell.end; ++x) {
-                    const uint32_t id = m_ids[x];
-                    if (itemTouches(id, halves[h])) {
-                        m_ids.push_back(id);
-                        dirtyIn[h] += isActive(id);
-                    }
+            // One pass over the cell: the high half's items go on m_ids at
+            // once, the low half's wait in m_lowIds and follow them.
+            starts[0] = m_ids.size();
+            m_lowIds.clear();
+            for (std::size_t x = cell.begin; x < cell.end; ++x) {
+                const uint32_t id = m_ids[x];
+                const bool active = isActive(id);
+                if (itemTouches(id, halves[0])) {
+                    m_ids.push_back(id);
+                    dirtyIn[0] += active;
                 }
-                spend(cell.end - cell.begin);
+                if (itemTouches(id, halves[1])) {
+                    m_lowIds.push_back(id);
+                    dirtyIn[1] += active;
+                }
             }
+            spend(cell.end - cell.begin);
+            spend(cell.end - cell.begin);
+            starts[1] = m_ids.size();
+            m_ids.insert(m_ids.end(), m_lowIds.begin(), m_lowIds.end());
             starts[2] = m_ids.size();
             const std::size_t highCount = starts[1] - starts[0], lowCount = starts[2] - starts[1];
             if (highCount == count && lowCount == count) {
@@ -425,6 +443,8 @@ private:
     std::unordered_map<uint64_t, uint32_t> m_added;
     std::vector<uint8_t> m_dirty;
     std::vector<uint32_t> m_ids;
+    std::vector<Box> m_boxes; // by item: the box of each segment and hot pixel of the current search
+    std::vector<uint32_t> m_lowIds; // the low half's items while a cell is split
     std::vector<Cell> m_cells;
     std::vector<Split> m_splits;
     std::vector<uint32_t> m_pixels; // points made by this round's crossings

@@ -2,7 +2,8 @@
 //
 // The plain triangulation is tried first: it is exact on outlines that do
 // not cross, and most do. Only when it refuses the outline are the crossings
-// resolved and the map built again from the pieces.
+// resolved and the map built again from the pieces; an outline found to cross
+// by a quick sweep skips that first attempt.
 #include "CrossingResolver.h"
 #include "Triangulator.h"
 
@@ -54,11 +55,17 @@ bool RunFill(const std::vector<Wm4::Vector2<float>>& points, const std::vector<u
         return false;
     }
     for (int pass = 0; pass < 2; ++pass) {
-        const bool resolve = pass == 1;
+        bool resolve = pass == 1;
         if (resolve && !options.resolveCrossings) break;
         try {
             impl::Triangulator triangulator(points, edgeIndices, options.rule, options.skipZeroLengthSegments,
                                             resolve);
+            // An outline with a crossing that the plain map build would stop
+            // at goes straight to the resolution.
+            if (!resolve && options.resolveCrossings && triangulator.crossesCertainly()) {
+                resolve = true;
+                triangulator.resolveCrossingsFromNowOn();
+            }
             work(triangulator);
             return true;
         } catch (const impl::FillFailure& failure) {
@@ -70,6 +77,7 @@ bool RunFill(const std::vector<Wm4::Vector2<float>>& points, const std::vector<u
         } catch (...) {
             why = resolve ? "The outline could not be filled consistently once its crossings were split."
                           : "The outline crosses itself or overlaps itself.";
+            if (resolve) break;
         }
     }
     if (reason) *reason = why;

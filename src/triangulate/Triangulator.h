@@ -32,9 +32,17 @@ public:
 
     void run(std::vector<Wm4::Vector2<float>>& outPoints, std::vector<unsigned int>& outIndices);
     void runBoundary(std::vector<FillRing>& rings);
+    /// Ranks the vertices and collects the segments (which run() and
+    /// runBoundary() then reuse), and tells whether two of them cross where
+    /// the map build would certainly stop (see HasCertainCrossing).
+    bool crossesCertainly();
+    /// After crossesCertainly(): the same work as a triangulator made with
+    /// crossings resolved, keeping the vertex ranks already computed.
+    void resolveCrossingsFromNowOn();
 
 private:
     // The steps shared by the fill and its boundary; false when nothing is left to fill.
+    void prepareSegments();
     bool buildMap(TrapezoidRepresentation& map);
     void rankVertices();
     void closeNearlyClosedChains();
@@ -45,9 +53,12 @@ private:
     void splitSegment(uint32_t left, uint32_t right);
     void buildFaces();
     void sortAroundVertices();
-    bool insideOf(const Trapezoid& t) const;
+    bool insideOf(const Trapezoid& t) const {
+        return m_rule == TriangulationFillRule::EvenOdd ? (t.winding & 1) != 0 : t.winding != 0;
+    }
     Wm4::Vector2<float> outputPoint(uint32_t vertex) const;
-    void traceFaces();
+    template <class Emit>
+    void walkInsideFaces(Emit&& emit);
     void emitPolygon(const uint32_t* poly, std::size_t count);
     void emitTriangle(uint32_t a, uint32_t b, uint32_t c);
     bool insideLeftOf(uint32_t halfEdge) const;
@@ -57,8 +68,14 @@ private:
     TriangulationFillRule m_rule;
     bool m_flag;
     bool m_resolveCrossings;
+    bool m_prepared = false; // vertices ranked and segments collected
 
     std::vector<uint32_t> m_rankOf;         // input index -> vertex rank (kNone when unused)
+    struct MovedEnd {
+        unsigned int input;
+        uint32_t rank;
+    };
+    std::vector<MovedEnd> m_movedEnds;      // chain ends closeNearlyClosedChains moved, with their rank before
     std::vector<uint32_t> m_representative; // vertex rank -> first input index with those coordinates
     std::vector<uint32_t> m_addedOf;        // vertex rank -> index into m_added, kNone for input vertices
     std::vector<Wm4::Vector2<float>> m_added; // crossing points made by ResolveCrossings
@@ -72,7 +89,6 @@ private:
     std::vector<uint32_t> m_position; // half-edge -> index in m_outList
 
     std::vector<uint8_t> m_visited; // face tracing: half-edges done
-    std::vector<uint32_t> m_cycle;  // face tracing: vertices of the current face
     std::vector<uint32_t> m_open;   // face tracing: the simple piece being cut out
     std::vector<uint32_t> m_slot;   // face tracing: vertex -> position in m_open
     std::vector<uint32_t> m_triangles; // vertex ranks, three per triangle
