@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <random>
 #include <string>
@@ -193,6 +194,29 @@ TEST(TriangulateFill, PlainOutlinesMatchTriangulatePolyAndBadInputSaysWhy) {
     ASSERT_TRUE(kx::TriangulateFill(square.points, square.edges, p2, i2, options));
     EXPECT_EQ(p1, p2);
     EXPECT_EQ(i1, i2);
+
+    // Segments that cross exactly at a vertex of another chain: where the
+    // plain fill takes them, the crossing pre-check must leave them to it.
+    std::vector<Outline> meetings(3);
+    meetings[0].addChain({Point(0, 0), Point(4, 4), Point(4, 0), Point(0, 4)});
+    meetings[0].addChain({Point(2, 2), Point(6, 1), Point(6, 3)});
+    meetings[1].addChain({Point(0, 0), Point(4, 4), Point(4, 5), Point(-1, 5)});
+    meetings[1].addChain({Point(4, 0), Point(0, 4), Point(-1, -1)});
+    meetings[1].addChain({Point(2, 2), Point(3, -3), Point(5, -3)});
+    meetings[2].addChain({Point(0, 0), Point(8, 0), Point(8, 8), Point(0, 8)});
+    meetings[2].addChain({Point(2, 2), Point(6, 6), Point(6, 2), Point(2, 6)}, true);
+    meetings[2].addChain({Point(4, 4), Point(5, 3), Point(5, 5)});
+    size_t plain = 0;
+    for (const Outline& o : meetings)
+        for (Rule rule : {Rule::EvenOdd, Rule::NonZero}) {
+            if (!kx::TriangulatePoly(o.points, o.edges, p1, i1, rule, true)) continue;
+            options.rule = rule;
+            ASSERT_TRUE(kx::TriangulateFill(o.points, o.edges, p2, i2, options));
+            EXPECT_EQ(p1, p2);
+            EXPECT_EQ(i1, i2);
+            ++plain;
+        }
+    EXPECT_GT(plain, 0u);
 
     Outline bowTie;
     bowTie.addChain({Point(0, 0), Point(4, 4), Point(4, 0), Point(0, 4)});
