@@ -40,6 +40,10 @@ public:
 
     /// Copies `text` (the scanner never refers to the caller's string) and `callback`.
     PathVisitorStrToTokens(const std::string& text, const TokenCallback& callback);
+    /// Scans [first, last) where it lies, without a copy: the caller keeps
+    /// that text alive and unchanged for the scanner's lifetime. Error
+    /// positions count from `first`.
+    PathVisitorStrToTokens(const char* first, const char* last, const TokenCallback& callback);
     virtual ~PathVisitorStrToTokens();
 
     PathVisitorStrToTokens(const PathVisitorStrToTokens&) = delete;
@@ -71,10 +75,6 @@ protected:
 
     Cursor getBegin() const { return m_begin; }
     Cursor getEnd() const { return m_end; }
-
-    /// Scans [first, last) where it lies, without a copy: the caller keeps
-    /// that text alive and unchanged for the scanner's lifetime.
-    PathVisitorStrToTokens(const char* first, const char* last, const TokenCallback& callback);
 
 private:
     /// The code point at `cursor` (< end); throws on malformed UTF-8.
