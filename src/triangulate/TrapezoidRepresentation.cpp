@@ -42,22 +42,21 @@ bool TrapezoidRepresentation::stopAtSplit(const MapSegment& s, uint32_t vertex) 
 }
 
 uint32_t TrapezoidRepresentation::newTrapezoid(uint32_t top, uint32_t bottom, uint32_t leftp, uint32_t rightp) {
-    Trapezoid t;
-    t.top = top;
-    t.bottom = bottom;
-    t.leftp = leftp;
-    t.rightp = rightp;
     uint32_t index;
     if (!m_free.empty()) {
         index = m_free.back();
         m_free.pop_back();
-        t.node = newNode(QueryNode::Leaf, index, kNone, kNone);
-        m_traps[index] = t;
     } else {
         index = static_cast<uint32_t>(m_traps.size());
-        t.node = newNode(QueryNode::Leaf, index, kNone, kNone);
-        m_traps.push_back(t);
+        m_traps.emplace_back();
     }
+    Trapezoid& t = m_traps[index];
+    t = Trapezoid();
+    t.top = top;
+    t.bottom = bottom;
+    t.leftp = leftp;
+    t.rightp = rightp;
+    t.node = newNode(QueryNode::Leaf, index, kNone, kNone);
     return index;
 }
 
@@ -344,37 +343,38 @@ bool TrapezoidRepresentation::build(uint32_t seed, bool parityOnly) {
 }
 
 // Winding numbers: zero on unbounded trapezoids, unchanged across vertical
-// sides, changed by the segment's delta across a segment. Every constraint is
-// checked afterwards, so input that is not a union of closed outlines is
-// refused rather than filled wrongly.
+// sides, changed by the segment's delta across a segment. One walk from the
+// trapezoids unbounded below labels the map and checks every constraint as
+// it goes: a trapezoid compares itself with each of its side neighbours and,
+// across its top and bottom segments, with the one trapezoid recorded on the
+// other side (all trapezoids below a segment check the same one above it, and
+// that one checks one below, so every pair across a segment is tied).
+// Input that is not a union of closed outlines is refused rather than filled
+// wrongly.
 void TrapezoidRepresentation::labelWindings(bool parityOnly) {
     const std::size_t segCount = m_segments.size();
     m_above.assign(segCount, kNone);
     m_below.assign(segCount, kNone);
-    for (uint32_t i = 0; i < m_traps.size(); ++i) {
-        const Trapezoid& t = m_traps[i];
-        if (t.node == kNone) continue;
-        if (t.bottom != kNone) m_above[t.bottom] = i;
-        if (t.top != kNone) m_below[t.top] = i;
-    }
     const int32_t unknown = INT32_MIN;
-    auto combine = [parityOnly](int32_t w, int32_t delta) -> int32_t {
-        return parityOnly ? ((w + delta) & 1) : w + delta;
-    };
     std::vector<uint32_t> stack;
+    std::size_t live = 0;
     for (uint32_t i = 0; i < m_traps.size(); ++i) {
         Trapezoid& t = m_traps[i];
         t.winding = unknown;
-    }
-    for (uint32_t i = 0; i < m_traps.size(); ++i) {
-        Trapezoid& t = m_traps[i];
-        if (t.node != kNone && t.bottom == kNone) {
+        if (t.node == kNone) continue;
+        ++live;
+        if (t.bottom != kNone) m_above[t.bottom] = i;
+        if (t.top != kNone) m_below[t.top] = i;
+        if (t.bottom == kNone) {
             t.winding = 0;
             stack.push_back(i);
         }
     }
+    auto combine = [parityOnly](int32_t w, int32_t delta) -> int32_t {
+        return parityOnly ? ((w + delta) & 1) : w + delta;
+    };
     auto visit = [&](uint32_t i, int32_t w) {
-        if (i == kNone) return;
+        if (i == kNone) FailTriangulation(); // only unbounded sides have no neighbour across them
         Trapezoid& t = m_traps[i];
         if (t.winding == unknown) {
             t.winding = w;
@@ -383,33 +383,22 @@ void TrapezoidRepresentation::labelWindings(bool parityOnly) {
             FailTriangulation();
         }
     };
+    std::size_t labelled = stack.size();
     while (!stack.empty()) {
         const uint32_t i = stack.back();
         stack.pop_back();
-        const Trapezoid t = m_traps[i];
-        visit(t.upperLeft, t.winding);
-        visit(t.lowerLeft, t.winding);
-        visit(t.upperRight, t.winding);
-        visit(t.lowerRight, t.winding);
+        const Trapezoid& t = m_traps[i];
+        if (t.top == kNone && t.winding != 0) FailTriangulation();
+        const std::size_t before = stack.size();
+        if (t.upperLeft != kNone) visit(t.upperLeft, t.winding);
+        if (t.lowerLeft != kNone) visit(t.lowerLeft, t.winding);
+        if (t.upperRight != kNone) visit(t.upperRight, t.winding);
+        if (t.lowerRight != kNone) visit(t.lowerRight, t.winding);
         if (t.top != kNone) visit(m_above[t.top], combine(t.winding, m_segments[t.top].delta));
         if (t.bottom != kNone) visit(m_below[t.bottom], combine(t.winding, -m_segments[t.bottom].delta));
+        labelled += stack.size() - before;
     }
-    for (uint32_t i = 0; i < m_traps.size(); ++i) {
-        const Trapezoid& t = m_traps[i];
-        if (t.node == kNone) continue;
-        if (t.winding == unknown) FailTriangulation();
-        if ((t.top == kNone || t.bottom == kNone) && t.winding != 0) FailTriangulation();
-        if (t.top != kNone) {
-            const uint32_t above = m_above[t.top];
-            if (above == kNone || m_traps[above].winding != combine(t.winding, m_segments[t.top].delta))
-                FailTriangulation();
-        }
-        if (t.bottom != kNone) {
-            const uint32_t below = m_below[t.bottom];
-            if (below == kNone || m_traps[below].winding != combine(t.winding, -m_segments[t.bottom].delta))
-                FailTriangulation();
-        }
-    }
+    if (labelled != live) FailTriangulation(); // a trapezoid the walk did not reach
 }
 
 } // namespace impl

@@ -61,6 +61,7 @@ private:
     void walkInsideFaces(Emit&& emit);
     void emitPolygon(const uint32_t* poly, std::size_t count);
     void emitTriangle(uint32_t a, uint32_t b, uint32_t c);
+    void classifySegmentSides();
     bool insideLeftOf(uint32_t halfEdge) const;
 
     const std::vector<Wm4::Vector2<float>>& m_points;
@@ -82,6 +83,10 @@ private:
     VertexSet m_vertices;
     std::vector<MapSegment> m_segments;
     const TrapezoidRepresentation* m_map = nullptr;
+
+    static constexpr uint8_t kInsideAbove = 1;
+    static constexpr uint8_t kInsideBelow = 2;
+    std::vector<uint8_t> m_insideSides; // per segment: which of its sides lie inside the fill
 
     std::vector<GraphEdge> m_graph;
     std::vector<uint32_t> m_outStart; // per vertex, into m_outList (CSR)
