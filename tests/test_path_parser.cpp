@@ -184,6 +184,20 @@ TEST(PathParser, TokensCarryEveryGroupOfACommandAtOnce)
     kx::svg::PathVisitorStrToTokens copy(text, [](char, std::vector<float>&&) {});
     text = "garbage";
     EXPECT_TRUE(copy.visit());
+
+    // In place: only [first, last) is read (the number "10" is cut to "1"),
+    // and error positions count from first.
+    const std::string buffer = "xxM 1 10";
+    std::vector<float> numbers;
+    kx::svg::PathVisitorStrToTokens inPlace(buffer.data() + 2, buffer.data() + 7,
+                                            [&numbers](char, std::vector<float>&& n) { numbers = n; });
+    EXPECT_TRUE(inPlace.visit());
+    EXPECT_EQ(numbers, (std::vector<float>{1, 1}));
+    const std::string broken = "xxM 1 2 L 3 ,";
+    kx::svg::PathVisitorStrToTokens failing(broken.data() + 2, broken.data() + broken.size(),
+                                            [](char, std::vector<float>&&) {});
+    EXPECT_FALSE(failing.visit());
+    EXPECT_EQ(failing.getErrorString(), "Unmatched coordinate sequence after L at position 11");
 }
 
 // ---------------------------------------------------------------- number conversion
