@@ -34,7 +34,7 @@ bool ProperlyCross(const MapSegment& s, const MapSegment& t) {
 // Another segment on the line of `s` whose vertex range overlaps that of `s`:
 // the two would be split into coinciding pieces and merged, which may remove
 // the piece of `s` that crosses.
-bool HasCollinearNeighbour(const std::vector<MapSegment>& segments, const MapSegment& s, std::size_t& work) {
+bool HasCollinearNeighbour(const LargeArray<MapSegment>& segments, const MapSegment& s, std::size_t& work) {
     for (const MapSegment& u : segments) {
         ++work;
         if (u.right <= s.left || u.left >= s.right || (u.left == s.left && u.right == s.right)) continue;
@@ -46,7 +46,7 @@ bool HasCollinearNeighbour(const std::vector<MapSegment>& segments, const MapSeg
 // True when the crossing of `s` and `t` is certain: no vertex lies on both
 // lines (the only point that could is the crossing, whose rank falls inside
 // both segments' ranges) and neither segment shares its line with another.
-bool Certain(const VertexSet& vertices, const std::vector<MapSegment>& segments, const MapSegment& s,
+bool Certain(const VertexSet& vertices, const LargeArray<MapSegment>& segments, const MapSegment& s,
              const MapSegment& t, std::size_t& work) {
     const uint32_t from = std::max(s.left, t.left) + 1, to = std::min(s.right, t.right);
     for (uint32_t v = from; v < to; ++v) {
@@ -59,7 +59,7 @@ bool Certain(const VertexSet& vertices, const std::vector<MapSegment>& segments,
 
 } // namespace
 
-bool HasCertainCrossing(const VertexSet& vertices, const std::vector<MapSegment>& segments) {
+bool HasCertainCrossing(const VertexSet& vertices, const LargeArray<MapSegment>& segments) {
     const std::size_t budget = kFixedTests + kTestsPerSegment * segments.size();
     std::size_t work = 0;
     int candidates = 0;

@@ -18,7 +18,7 @@ namespace impl {
 /// A sweep from left to right over the segments, bounded to a few tests per
 /// segment: false when nothing was found within that work, so a false answer
 /// proves nothing. Never throws.
-bool HasCertainCrossing(const VertexSet& vertices, const std::vector<MapSegment>& segments);
+bool HasCertainCrossing(const VertexSet& vertices, const LargeArray<MapSegment>& segments);
 
 } // namespace impl
 } // namespace kx

@@ -32,7 +32,7 @@ bool strictlyInside(const MapSegment& s, uint32_t v) {
 
 } // namespace
 
-TrapezoidRepresentation::TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments)
+TrapezoidRepresentation::TrapezoidRepresentation(const VertexSet& vertices, const LargeArray<MapSegment>& segments)
     : m_vertices(vertices), m_segments(segments) {}
 
 // Notes that `vertex` lies inside segment `s`; the build stops there (false).

@@ -3,6 +3,7 @@
 #define KX_TRIANGULATE_TRAPEZOIDREPRESENTATION_H
 
 #include "ExactPredicates.h"
+#include "LargePageAllocator.h"
 
 #include <cstdint>
 #include <vector>
@@ -35,7 +36,7 @@ struct VertexSet {
         double x;
         double y;
     };
-    std::vector<Coordinates> at; ///< by rank; x and y side by side, one cache line per lookup
+    LargeArray<Coordinates> at; ///< by rank; x and y side by side, one cache line per lookup
 
     double x(uint32_t v) const { return at[v].x; }
     double y(uint32_t v) const { return at[v].y; }
@@ -109,7 +110,7 @@ struct Trapezoid {
 /// overlapping segments, an open outline) calls FailTriangulation().
 class TrapezoidRepresentation {
 public:
-    TrapezoidRepresentation(const VertexSet& vertices, const std::vector<MapSegment>& segments);
+    TrapezoidRepresentation(const VertexSet& vertices, const LargeArray<MapSegment>& segments);
 
     /// Inserts the segments in rounds of doubling size drawn at random by a
     /// generator seeded with `seed` (each round left to right), then labels every trapezoid with its
@@ -120,8 +121,8 @@ public:
     /// The contact that stopped the last build() that returned false.
     const SegmentSplit& pendingSplit() const { return m_split; }
 
-    const std::vector<Trapezoid>& trapezoids() const { return m_traps; }
-    const std::vector<QueryNode>& nodes() const { return m_nodes; }
+    const LargeArray<Trapezoid>& trapezoids() const { return m_traps; }
+    const LargeArray<QueryNode>& nodes() const { return m_nodes; }
     /// A live trapezoid lying directly above segment `s`.
     uint32_t trapezoidAbove(uint32_t s) const { return m_above[s]; }
     /// A live trapezoid lying directly below segment `s`.
@@ -137,14 +138,14 @@ private:
     void labelWindings(bool parityOnly);
 
     const VertexSet& m_vertices;
-    const std::vector<MapSegment>& m_segments;
-    std::vector<Trapezoid> m_traps;
-    std::vector<QueryNode> m_nodes;
+    const LargeArray<MapSegment>& m_segments;
+    LargeArray<Trapezoid> m_traps;
+    LargeArray<QueryNode> m_nodes;
     std::vector<uint32_t> m_path; // trapezoids crossed by the segment being inserted
-    std::vector<uint32_t> m_start; // per segment: a DAG node whose region holds its left end
+    LargeArray<uint32_t> m_start; // per segment: a DAG node whose region holds its left end
     std::vector<uint32_t> m_free;  // slots of replaced trapezoids, reused while they are still in cache
-    std::vector<uint32_t> m_above;
-    std::vector<uint32_t> m_below;
+    LargeArray<uint32_t> m_above;
+    LargeArray<uint32_t> m_below;
     SegmentSplit m_split{kNone, kNone, kNone};
 };
 

@@ -195,7 +195,7 @@ void Triangulator::collectSegments() {
 // Splits the segments where they cross, touch or overlap, then ranks the old
 // and new vertices together and merges the pieces that coincide.
 void Triangulator::resolveCrossings() {
-    std::vector<VertexSet::Coordinates> points = m_vertices.at;
+    std::vector<VertexSet::Coordinates> points(m_vertices.at.begin(), m_vertices.at.end());
     std::vector<ArrangementSegment> pieces;
     pieces.reserve(m_segments.size());
     for (const MapSegment& s : m_segments) pieces.push_back(ArrangementSegment{s.left, s.right, s.delta});

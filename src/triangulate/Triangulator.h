@@ -81,21 +81,21 @@ private:
     std::vector<uint32_t> m_addedOf;        // vertex rank -> index into m_added, kNone for input vertices
     std::vector<Wm4::Vector2<float>> m_added; // crossing points made by ResolveCrossings
     VertexSet m_vertices;
-    std::vector<MapSegment> m_segments;
+    LargeArray<MapSegment> m_segments;
     const TrapezoidRepresentation* m_map = nullptr;
 
     static constexpr uint8_t kInsideAbove = 1;
     static constexpr uint8_t kInsideBelow = 2;
     std::vector<uint8_t> m_insideSides; // per segment: which of its sides lie inside the fill
 
-    std::vector<GraphEdge> m_graph;
-    std::vector<uint32_t> m_outStart; // per vertex, into m_outList (CSR)
-    std::vector<uint32_t> m_outList;  // half-edges sorted by angle around their origin
-    std::vector<uint32_t> m_position; // half-edge -> index in m_outList
+    LargeArray<GraphEdge> m_graph;
+    LargeArray<uint32_t> m_outStart; // per vertex, into m_outList (CSR)
+    LargeArray<uint32_t> m_outList;  // half-edges sorted by angle around their origin
+    LargeArray<uint32_t> m_position; // half-edge -> index in m_outList
 
-    std::vector<uint8_t> m_visited; // face tracing: half-edges done
+    LargeArray<uint8_t> m_visited; // face tracing: half-edges done
     std::vector<uint32_t> m_open;   // face tracing: the simple piece being cut out
-    std::vector<uint32_t> m_slot;   // face tracing: vertex -> position in m_open
+    LargeArray<uint32_t> m_slot;   // face tracing: vertex -> position in m_open
     std::vector<uint32_t> m_triangles; // vertex ranks, three per triangle
     std::vector<uint32_t> m_sorted;    // scratch for the monotone sweep
     std::vector<uint8_t> m_chain;
