@@ -96,6 +96,14 @@ void Triangulator::sortAroundVertices() {
     for (std::size_t vtx = 0; vtx < vertexCount; ++vtx) {
         auto first = m_outList.begin() + m_outStart[vtx];
         auto last = m_outList.begin() + m_outStart[vtx + 1];
+        if (last - first == 2) {
+            // Most vertices join two edges: one test orders them, and the
+            // test that they differ in direction is the same one, or its mirror.
+            if (angleLess(first[0], first[1])) continue;
+            std::swap(first[0], first[1]);
+            if (!angleLess(first[0], first[1])) FailTriangulation();
+            continue;
+        }
         std::sort(first, last, angleLess);
         // Two edges leaving in the same direction overlap.
         for (auto it = first; it + 1 < last; ++it)
