@@ -16,13 +16,15 @@ constexpr std::size_t kLargeBlockBytes = std::size_t(4) << 20;
 /// A block of `bytes` (at least kLargeBlockBytes) aligned to 2 MiB and advised
 /// for huge pages where the system has them; throws std::bad_alloc.
 void* AllocateLargeBlock(std::size_t bytes);
-void FreeLargeBlock(void* block) noexcept;
+/// Returns a block of AllocateLargeBlock, with the size it was asked for.
+void FreeLargeBlock(void* block, std::size_t bytes) noexcept;
 
 /// The trapezoidal map of a large outline reads its arrays at random: with
 /// 4 KiB pages nearly every read of a million-segment map misses the TLB and
 /// every first touch is a page fault. Large blocks therefore come in huge
 /// pages (on Linux, where transparent huge pages are enabled for advised
-/// memory); small ones come from operator new as usual.
+/// memory: a mapping per block, returned when the block is freed); small
+/// ones come from operator new as usual.
 template <class T>
 struct LargePageAllocator {
     using value_type = T;
@@ -39,7 +41,7 @@ struct LargePageAllocator {
     }
     void deallocate(T* p, std::size_t n) noexcept {
         if (n * sizeof(T) < kLargeBlockBytes) ::operator delete(p);
-        else FreeLargeBlock(p);
+        else FreeLargeBlock(p, n * sizeof(T));
     }
 
     friend bool operator==(const LargePageAllocator&, const LargePageAllocator&) { return true; }
