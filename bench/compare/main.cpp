@@ -2,7 +2,7 @@
 // instead on the same inputs, in one process, alternating between them round
 // after round, and prints every figure with its goal and the ratios as Markdown.
 //
-//   kxsvg_compare [--rounds N] [--markdown FILE] [--corpus DIR] [--only AREA]
+//   kxsvg_compare [--rounds N] [--markdown FILE] [--corpus DIR] [--only AREA[,AREA...]]
 //
 // Times are CPU times (the machine may be shared); each figure is the median
 // of the rounds. Peak memory is that of a freshly started process (this
@@ -50,7 +50,7 @@ int main(int argc, char** argv)
         }
         else if (arg == "--only" && i + 1 < argc) only = argv[++i];
         else {
-            std::fprintf(stderr, "usage: %s [--rounds N] [--markdown FILE] [--corpus DIR] [--only load|fresh|numbers|save|flatten|star|icons|crossings|crossing-shapes|triangulate]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--rounds N] [--markdown FILE] [--corpus DIR] [--only AREA[,AREA...]] with AREA one of load|fresh|numbers|save|flatten|star|icons|crossings|crossing-shapes|triangulate\n", argv[0]);
             return 2;
         }
     }
@@ -61,7 +61,10 @@ int main(int argc, char** argv)
         std::printf("no large files found (corpus \"%s\"; set KXSVG_CORPUS or --corpus): load, numbers and save "
                     "skipped\n",
                     corpus.c_str());
-    auto wanted = [&](const char* area) { return only.empty() || only == area; };
+    // --only takes one area or several, separated by commas ("load,star").
+    auto wanted = [&](const char* area) {
+        return only.empty() || ("," + only + ",").find("," + std::string(area) + ",") != std::string::npos;
+    };
     if (wanted("load") && !files.empty()) CompareLoad(files);
     if ((wanted("load") || wanted("fresh")) && !files.empty()) CompareFreshLoad(files);
     if (wanted("numbers") && !files.empty()) CompareNumbers(files);
@@ -70,7 +73,7 @@ int main(int argc, char** argv)
     if (wanted("triangulate") || wanted("star")) CompareStars();
     if (wanted("triangulate") || wanted("icons")) CompareIcons(corpus);
     if (wanted("triangulate") || wanted("crossings")) CompareCrossings(corpus);
-    else if (only == "crossing-shapes") CompareCorpusCrossings(corpus);
+    else if (wanted("crossing-shapes")) CompareCorpusCrossings(corpus);
     if (!markdown.empty()) WriteMarkdown(markdown);
     return 0;
 }
