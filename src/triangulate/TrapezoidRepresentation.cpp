@@ -373,30 +373,33 @@ void TrapezoidRepresentation::labelWindings(bool parityOnly) {
     auto combine = [parityOnly](int32_t w, int32_t delta) -> int32_t {
         return parityOnly ? ((w + delta) & 1) : w + delta;
     };
+    std::size_t labelled = stack.size(); // live trapezoids labelled so far
     auto visit = [&](uint32_t i, int32_t w) {
-        if (i == kNone) FailTriangulation(); // only unbounded sides have no neighbour across them
         Trapezoid& t = m_traps[i];
         if (t.winding == unknown) {
             t.winding = w;
             stack.push_back(i);
+            if (t.node != kNone) ++labelled;
         } else if (t.winding != w) {
             FailTriangulation();
         }
     };
-    std::size_t labelled = stack.size();
     while (!stack.empty()) {
         const uint32_t i = stack.back();
         stack.pop_back();
         const Trapezoid& t = m_traps[i];
-        if (t.top == kNone && t.winding != 0) FailTriangulation();
-        const std::size_t before = stack.size();
+        if (t.node != kNone && t.top == kNone && t.winding != 0) FailTriangulation();
         if (t.upperLeft != kNone) visit(t.upperLeft, t.winding);
         if (t.lowerLeft != kNone) visit(t.lowerLeft, t.winding);
         if (t.upperRight != kNone) visit(t.upperRight, t.winding);
         if (t.lowerRight != kNone) visit(t.lowerRight, t.winding);
-        if (t.top != kNone) visit(m_above[t.top], combine(t.winding, m_segments[t.top].delta));
-        if (t.bottom != kNone) visit(m_below[t.bottom], combine(t.winding, -m_segments[t.bottom].delta));
-        labelled += stack.size() - before;
+        // Across a segment there is always a live trapezoid.
+        const uint32_t above = t.top != kNone ? m_above[t.top] : kNone;
+        const uint32_t below = t.bottom != kNone ? m_below[t.bottom] : kNone;
+        if (above != kNone) visit(above, combine(t.winding, m_segments[t.top].delta));
+        else if (t.top != kNone && t.node != kNone) FailTriangulation();
+        if (below != kNone) visit(below, combine(t.winding, -m_segments[t.bottom].delta));
+        else if (t.bottom != kNone && t.node != kNone) FailTriangulation();
     }
     if (labelled != live) FailTriangulation(); // a trapezoid the walk did not reach
 }
